@@ -1,0 +1,215 @@
+// Record creation and lookups of the layout model, the arena that holds
+// records and token texts for the whole run, and the process stops.
+// Called by every other subsystem.
+#include "model/model.h"
+
+#include <cstdarg>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+LayoutState state;
+
+// Arena: blocks that are never freed, bump-allocated. Every block is
+// chained from `blocks`, so the memory stays reachable to the end.
+namespace {
+constexpr std::size_t CHUNK_SIZE = 64 * 1024;
+constexpr std::size_t ALIGN = alignof(std::max_align_t);
+
+struct alignas(std::max_align_t) BlockHead {
+    BlockHead *next;
+};
+
+BlockHead *blocks = nullptr;          // every block the arena has taken
+unsigned char *chunk_next = nullptr;  // next free byte of the current chunk
+std::size_t chunk_left = 0;           // bytes left in the current chunk
+
+FieldDef *free_fields = nullptr;      // released FieldDefs, linked through next
+ColumnDef *free_columns = nullptr;    // released ColumnDefs, linked through next
+
+// A zero-filled block with room for `size` bytes behind its head.
+unsigned char *new_block(std::size_t size)
+{
+    if (size > SIZE_MAX - sizeof(BlockHead))
+        return nullptr;
+    void *mem = std::calloc(1, sizeof(BlockHead) + size);
+    if (mem == nullptr)
+        return nullptr;
+    BlockHead *head = static_cast<BlockHead *>(mem);
+    head->next = blocks;
+    blocks = head;
+    return reinterpret_cast<unsigned char *>(head + 1);
+}
+}  // namespace
+
+void *arena_alloc(std::size_t size)
+{
+    std::size_t rounded = (size + ALIGN - 1) & ~(ALIGN - 1);
+    if (rounded < size)
+        return nullptr;
+    if (rounded > CHUNK_SIZE / 4)  // large texts get a block of their own
+        return new_block(rounded);
+    if (rounded > chunk_left) {
+        unsigned char *chunk = new_block(CHUNK_SIZE);
+        if (chunk == nullptr)
+            return nullptr;
+        chunk_next = chunk;
+        chunk_left = CHUNK_SIZE;
+    }
+    void *p = chunk_next;
+    chunk_next += rounded;
+    chunk_left -= rounded;
+    return p;
+}
+
+char *arena_strdup(const char *text, std::size_t length)
+{
+    if (length + 1 == 0)
+        return nullptr;
+    char *copy = static_cast<char *>(arena_alloc(length + 1));
+    if (copy != nullptr)
+        std::memcpy(copy, text, length);
+    return copy;
+}
+
+std::int32_t text_to_int(const char *text)
+{
+    long v = std::strtol(text, nullptr, 10);
+    return wrap32(static_cast<std::uint32_t>(v));
+}
+
+FileDef *new_file_def(FileDef *after)
+{
+    void *mem = arena_alloc(sizeof(FileDef));
+    if (mem == nullptr)
+        return nullptr;
+    FileDef *file = new (mem) FileDef{};
+    copy_text(file->record_format, "FIXED");
+    copy_text(file->organization, "INDEXED");
+    if (after != nullptr) {
+        after->next = file;
+        file->prev = after;
+    }
+    return file;
+}
+
+FieldDef *new_field_def(FieldDef *after)
+{
+    void *mem = free_fields;
+    if (mem != nullptr)
+        free_fields = free_fields->next;
+    else
+        mem = arena_alloc(sizeof(FieldDef));
+    if (mem == nullptr)
+        return nullptr;
+    FieldDef *field = new (mem) FieldDef{};
+    if (after != nullptr) {
+        after->next = field;
+        field->prev = after;
+    }
+    return field;
+}
+
+TableDef *new_table_def(TableDef *after)
+{
+    void *mem = arena_alloc(sizeof(TableDef));
+    if (mem == nullptr)
+        return nullptr;
+    TableDef *table = new (mem) TableDef{};
+    if (after != nullptr)
+        after->next = table;
+    return table;
+}
+
+ColumnDef *new_column_def(ColumnDef *after)
+{
+    void *mem = free_columns;
+    if (mem != nullptr)
+        free_columns = free_columns->next;
+    else
+        mem = arena_alloc(sizeof(ColumnDef));
+    if (mem == nullptr)
+        return nullptr;
+    ColumnDef *column = new (mem) ColumnDef{};
+    if (after != nullptr) {
+        after->next = column;
+        column->prev = after;
+    }
+    return column;
+}
+
+ClauseLink *new_clause_link(FieldDef *field)
+{
+    void *mem = arena_alloc(sizeof(ClauseLink));
+    if (mem == nullptr)
+        return nullptr;
+    field->clause = new (mem) ClauseLink{};
+    return field->clause;
+}
+
+void release_field_def(FieldDef *field)
+{
+    field->next = free_fields;
+    free_fields = field;
+}
+
+void release_column_def(ColumnDef *column)
+{
+    column->next = free_columns;
+    free_columns = column;
+}
+
+// deliberate: a search for the bare word FILLER matches any generated
+// FILLER_n (and anything else that begins so).
+static bool field_name_matches(const char *name, const char *wanted)
+{
+    if (std::strcmp(wanted, "FILLER") == 0)
+        return std::strncmp(name, "FILLER", 6) == 0;
+    return std::strcmp(name, wanted) == 0;
+}
+
+FieldDef *find_field(const char *name)
+{
+    // Names are compared as stored, so the search text is cut the same way.
+    char wanted[NAME_WIDTH + 1];
+    copy_text(wanted, name);
+    if (state.cur_field != nullptr) {
+        for (FieldDef *f = state.cur_field->prev; f != nullptr; f = f->prev)
+            if (field_name_matches(f->name, wanted))
+                return f;
+    }
+    if (state.cur_file != nullptr && state.cur_file->prev != nullptr) {
+        for (FieldDef *f = state.cur_file->prev->fields; f != nullptr; f = f->next)
+            if (field_name_matches(f->name, wanted))
+                return f;
+    }
+    return nullptr;
+}
+
+ColumnDef *find_column(const char *name)
+{
+    char wanted[NAME_WIDTH + 1];
+    copy_text(wanted, name);
+    if (state.cur_column == nullptr)
+        return nullptr;
+    for (ColumnDef *c = state.cur_column->prev; c != nullptr; c = c->prev)
+        if (std::strcmp(c->name, wanted) == 0)
+            return c;
+    return nullptr;
+}
+
+void process_exit(int status)
+{
+    std::fflush(stdout);
+    std::exit(status);
+}
+
+void process_stop(int status, const char *format, ...)
+{
+    va_list args;
+    va_start(args, format);
+    std::vfprintf(stdout, format, args);
+    va_end(args);
+    process_exit(status);
+}
