@@ -1,0 +1,270 @@
+// write_dictionary: the two prompts, the walks that write the FILE, FIELD,
+// DB, TABLE and COLUMN rows, and the statistics; also the row formats and
+// filters that the expansion of repeated items shares. Called once by the
+// driver, after the parse and the close-out.
+#include "dictionary/dictionary.h"
+#include "dictionary/rows.h"
+
+#include <cstring>
+
+namespace {
+
+// The store kind that the reading software expects in the DB row.
+constexpr const char *STORE_KIND = "DISAM";
+
+// Counts of the rows of one run that are not kept in LayoutState.
+struct WalkCounts {
+    std::int32_t progress;  // candidate rows of this Part's walks, for the dots
+    std::int32_t files;     // FILE rows written
+    std::int32_t tables;    // TABLE rows written
+};
+
+// Reads the rest of an answer into `answer`, up to a line end (consumed, not
+// kept) or the width of `answer` (the rest of the line stays in the stream).
+// End of input ends the answer too and keeps what came before it.
+template <std::size_t N>
+void read_answer(char (&answer)[N])
+{
+    std::size_t n = 0;
+    while (n < N - 1) {
+        int c = std::getc(stdin);
+        if (c == EOF || c == '\n' || c == '\r')
+            break;
+        answer[n++] = static_cast<char>(c);
+    }
+    answer[n] = '\0';
+}
+
+// Looks at the first character of an answer: true for a line end, which is
+// consumed and makes the answer empty; anything else is pushed back.
+bool answer_is_empty_line()
+{
+    std::fflush(stdout);
+    int c = std::getc(stdin);
+    if (c == '\n' || c == '\r')
+        return true;
+    if (c != EOF)
+        std::ungetc(c, stdin);
+    return false;
+}
+
+// Asks for the database name, twice at most.
+// End of input is no line end: a name that is empty because standard input
+// has ended (as it has when the COBOL source came from it) is taken as it is,
+// since asking again could never be answered.
+void ask_database_name(NameText &db_name)
+{
+    for (int tries = 1;; ++tries) {
+        std::fputs("\nDatabase Name : ", stdout);
+        if (!answer_is_empty_line())
+            break;
+        if (tries == 2)
+            process_stop(0, "A Database Name is required - Bye\n\n");
+        std::fputs("A Database Name is required", stdout);
+    }
+    read_answer(db_name);
+}
+
+// Asks for the default directory, which may stay empty.
+void ask_default_directory(char (&directory)[PATH_WIDTH + 1])
+{
+    std::fputs("Default Directory : ", stdout);
+    if (answer_is_empty_line())
+        directory[0] = '\0';
+    else
+        read_answer(directory);
+}
+
+// FILE rows; a record length of 0 is written, and stored, as 1.
+void write_file_rows(std::FILE *out, WalkCounts &counts)
+{
+    for (state.cur_file = state.files; state.cur_file != nullptr;
+         state.cur_file = state.cur_file->next) {
+        FileDef *file = state.cur_file;
+        count_progress(counts.progress);
+        if (file->record_length == 0)
+            file->record_length = 1;
+        std::fprintf(out, "\"FILE\",\"%s\",\"%s\",\"%s\",%d\n", file->name,
+                     file->organization, file->record_format, file->record_length);
+        counts.files = add32(counts.files, 1);
+    }
+}
+
+// FIELD rows; repeated items go to the expansion, which leaves the cursor on
+// the last item of their group.
+void write_field_walk(std::FILE *out, WalkCounts &counts)
+{
+    for (state.cur_file = state.files; state.cur_file != nullptr;
+         state.cur_file = state.cur_file->next) {
+        for (state.cur_field = state.cur_file->fields; state.cur_field != nullptr;
+             state.cur_field = state.cur_field->next) {
+            FieldDef *item = state.cur_field;
+            if (item->occurs > 1) {
+                expand_field_rows(item, nullptr, out, 0);
+                continue;
+            }
+            if (item->type_name[0] == '\0')
+                continue;
+            count_progress(counts.progress);
+            if (field_row_hidden(item->name))
+                continue;
+            write_field_row(out, state.cur_file->name, item, item->name, item->offset);
+            state.field_rows = add32(state.field_rows, 1);
+        }
+    }
+}
+
+// TABLE rows; an empty path gives the file name in its place.
+void write_table_walk(std::FILE *out, const char *db_name, WalkCounts &counts)
+{
+    NameText table_name;
+    for (state.cur_file = state.files; state.cur_file != nullptr;
+         state.cur_file = state.cur_file->next) {
+        const FileDef *file = state.cur_file;
+        const char *path = file->path[0] != '\0' ? file->path : file->name;
+        for (state.cur_table = file->tables; state.cur_table != nullptr;
+             state.cur_table = state.cur_table->next) {
+            convert_dashes(table_name, state.cur_table->name);
+            count_progress(counts.progress);
+            std::fprintf(out, "\"TABLE\",\"%s\",\"%s\",\"TABLE\",\"%s\",\"%s\",\"\"\n",
+                         db_name, table_name, file->name, path);
+            counts.tables = add32(counts.tables, 1);
+        }
+    }
+}
+
+// COLUMN rows of the current table; repeated items go to the expansion,
+// which leaves the cursor on the last column of their group.
+void write_table_columns(std::FILE *out, const char *db_name, WalkCounts &counts)
+{
+    NameText table_name;
+    NameText column_name;
+    convert_dashes(table_name, state.cur_table->name);
+    for (state.cur_column = state.cur_table->columns; state.cur_column != nullptr;
+         state.cur_column = state.cur_column->next) {
+        ColumnDef *column = state.cur_column;
+        const FieldDef *item = column->field;
+        if (item == nullptr)  // no item, no row: only a broken model has one
+            continue;
+        if (item->occurs > 1) {
+            expand_column_rows(column, nullptr, out, db_name);
+            continue;
+        }
+        convert_dashes(column_name, column->name);
+        if (column->length == 0)
+            column->length = item->size;
+        if (item->type_name[0] == '\0')
+            continue;
+        count_progress(counts.progress);
+        // deliberate: judged by the converted name, so FILLER-X goes too.
+        if (column_row_hidden(column_name))
+            continue;
+        write_column_row(out, column, db_name, table_name, column_name, item->name);
+        state.column_rows = add32(state.column_rows, 1);
+    }
+}
+
+// COLUMN rows of every table of every file.
+void write_column_walk(std::FILE *out, const char *db_name, WalkCounts &counts)
+{
+    for (state.cur_file = state.files; state.cur_file != nullptr;
+         state.cur_file = state.cur_file->next) {
+        for (state.cur_table = state.cur_file->tables; state.cur_table != nullptr;
+             state.cur_table = state.cur_table->next)
+            write_table_columns(out, db_name, counts);
+    }
+}
+
+// The statistics, after the output has been closed.
+void write_statistics(const WalkCounts &counts)
+{
+    std::fputs("\nConversion Statistics\n", stdout);
+    std::printf("\nTotal number of FILE definitions          : %d", counts.files);
+    std::printf("\nTotal number of FIELD definitions         : %d", state.field_rows);
+    std::fputs("\nTotal number of DB definitions            : 1", stdout);
+    std::printf("\nTotal number of TABLE definitions         : %d", counts.tables);
+    std::printf("\nTotal number of COLUMN definitions        : %d", state.column_rows);
+    std::fputs("\n\nConversion completed successfully\n\n", stdout);
+    std::fflush(stdout);
+}
+
+}  // namespace
+
+// One more candidate row; a dot at each thousand.
+void count_progress(std::int32_t &count)
+{
+    count = add32(count, 1);
+    if (count % 1000 == 0) {
+        std::fputc('.', stdout);
+        std::fflush(stdout);
+    }
+}
+
+// Table and column names: dashes become underscores, at most 64 characters.
+void convert_dashes(NameText &dst, const char *src)
+{
+    std::size_t i = 0;
+    for (; i < NAME_WIDTH && src[i] != '\0'; ++i)
+        dst[i] = src[i] == '-' ? '_' : src[i];
+    dst[i] = '\0';
+}
+
+// FILLER filter of FIELD rows: the name's first seven characters decide.
+bool field_row_hidden(const char *item_name)
+{
+    // deliberate: a name the source gave, such as FILLER-DATE, goes as well.
+    return state.hide_fillers != 0 && (std::strncmp(item_name, "FILLER_", 7) == 0 ||
+                                       std::strncmp(item_name, "FILLER-", 7) == 0);
+}
+
+// FILLER filter of COLUMN rows: only "FILLER_" counts here.
+bool column_row_hidden(const char *name)
+{
+    return state.hide_fillers != 0 && std::strncmp(name, "FILLER_", 7) == 0;
+}
+
+// One FIELD row; the name and offset come from the caller.
+void write_field_row(std::FILE *out, const char *file_name, const FieldDef *item,
+                     const char *item_name, std::int32_t offset)
+{
+    // deliberate: nothing is escaped; a quote in a VALUE breaks its row.
+    std::fprintf(out, "\"FIELD\",\"%s\",\"%s\",\"%s\",%d,%d,%d,%d,0,\"%s\",\"%s\"\n",
+                 file_name, item_name, item->type_name, offset, item->size,
+                 item->display_size, item->scale, "", item->value);
+}
+
+// One COLUMN row; the names come from the caller.
+void write_column_row(std::FILE *out, const ColumnDef *column, const char *db_name,
+                      const char *table_name, const char *column_name,
+                      const char *item_name)
+{
+    std::fprintf(out, "\"COLUMN\",\"%s\",\"%s\",\"%s\",\"%s\",\"%s\",%d,1,1,\"%s\"\n",
+                 db_name, table_name, column_name, item_name, column->type_name,
+                 column->length, column->value);
+}
+
+// Prompts, writes the five kinds of rows in order, closes, reports.
+void write_dictionary(std::FILE *out)
+{
+    NameText db_name = {};
+    char directory[PATH_WIDTH + 1] = {};
+
+    std::fputs("\n", stdout);
+    ask_database_name(db_name);
+    ask_default_directory(directory);
+    std::fputs("\n\nConverting parsed data to CSV data.\n", stdout);
+
+    WalkCounts counts{};
+    state.field_rows = 0;
+    state.column_rows = 0;
+    write_file_rows(out, counts);
+    write_field_walk(out, counts);
+    std::fprintf(out, "\"DB\",\"%s\",\"%s\",\"%s\",\"\"\n", db_name, directory, STORE_KIND);
+    write_table_walk(out, db_name, counts);
+    write_column_walk(out, db_name, counts);
+
+    // Standard output carries the messages and stays open.
+    if (out != stdout)
+        std::fclose(out);
+    write_statistics(counts);
+}
