@@ -1,13 +1,13 @@
 # Sourced by tests/run and examples/run: makes sure the build tools are here.
 # As root it installs what is missing; otherwise it prints the install line
-# and stops. Pass "tests" as $1 to need GoogleTest as well.
+# and stops. With need_gtest=1 set before, GoogleTest is needed as well.
 missing=""
 command -v cmake >/dev/null 2>&1 || missing="$missing cmake"
 command -v g++ >/dev/null 2>&1 || missing="$missing g++"
 command -v make >/dev/null 2>&1 || missing="$missing make"
 command -v flex >/dev/null 2>&1 || missing="$missing flex"
 command -v bison >/dev/null 2>&1 || missing="$missing bison"
-if [ "${1:-}" = tests ] && [ ! -f /usr/include/gtest/gtest.h ]; then
+if [ "${need_gtest:-0}" = 1 ] && [ ! -f /usr/include/gtest/gtest.h ]; then
     missing="$missing libgtest-dev"
 fi
 if [ -n "$missing" ]; then
