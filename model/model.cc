@@ -14,7 +14,7 @@ LayoutState state;
 // Arena: blocks that are never freed, bump-allocated. Every block is
 // chained from `blocks`, so the memory stays reachable to the end.
 namespace {
-constexpr std::size_t CHUNK_SIZE = 64 * 1024;
+constexpr std::size_t CHUNK_SIZE = std::size_t{64} * 1024;
 constexpr std::size_t ALIGN = alignof(std::max_align_t);
 
 struct alignas(std::max_align_t) BlockHead {
