@@ -21,12 +21,13 @@ std::int32_t stack_room = INITIAL_DEPTH;  // entries that `stack` can hold
 // treatment of a zero running offset.
 enum class Closer { data_entry, file_levels, final_levels };
 
-// Doubles the room of the stack; ends the process when that is impossible.
+// Doubles the room of the stack, up to the last index level_top can hold;
+// ends the process when that is impossible.
 void grow_stack()
 {
     if (stack_room >= MAX_DEPTH)
         process_exit(2);
-    std::int32_t room = stack_room * 2;
+    std::int32_t room = stack_room * 2 < MAX_DEPTH ? stack_room * 2 : MAX_DEPTH;
     LevelEntry *bigger = new (std::nothrow) LevelEntry[static_cast<std::size_t>(room)];
     if (bigger == nullptr)
         process_exit(2);

@@ -115,21 +115,30 @@ bool clause_flag(const ClauseLink *clause, ClauseKind kind)
     return false;
 }
 
+// True, after its message, when the item in work has its one clause record
+// already, so that a clause of `kind` is refused.
+bool clause_refused(ClauseKind kind)
+{
+    const ClauseLink *clause = state.cur_field->clause;
+    if (clause == nullptr)
+        return false;
+    const ClauseRefusal &refusal = CLAUSE_REFUSALS[kind];
+    const char *message = refusal.already_used;
+    if (clause_flag(clause, refusal.first_test))
+        message = refusal.first_message;
+    else if (clause_flag(clause, refusal.second_test))
+        message = refusal.second_message;
+    std::fputs(message, stdout);
+    return true;
+}
+
 // Gives the item in work its one clause record, filled with the names as
 // written; false (after the message, if any) when the parse must stop.
 bool claim_clause(ClauseKind kind, const char *first, const char *second)
 {
-    FieldDef *field = state.cur_field;
-    if (field->clause != nullptr) {
-        const ClauseRefusal &refusal = CLAUSE_REFUSALS[kind];
-        const char *message = refusal.already_used;
-        if (clause_flag(field->clause, refusal.first_test))
-            message = refusal.first_message;
-        else if (clause_flag(field->clause, refusal.second_test))
-            message = refusal.second_message;
-        std::fputs(message, stdout);
+    if (clause_refused(kind))
         return false;
-    }
+    FieldDef *field = state.cur_field;
     ClauseLink *clause = new_clause_link(field);
     if (clause == nullptr)
         return false;  // no memory: the parse stops quietly, as for any record
@@ -347,6 +356,10 @@ bool set_value(const char *literal)
 {
     if (!entry_guard())
         return true;
+    // deliberate: the clause record is looked at first, on every level, so a
+    // VALUE behind REDEFINES or RENAMES is refused though it would make none.
+    if (clause_refused(CLAUSE_CONDITIONS))
+        return false;
     FieldDef *field = state.cur_field;
     if (field->level == 88 || field->level == 78)
         return claim_clause(CLAUSE_CONDITIONS, literal, "");

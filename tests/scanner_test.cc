@@ -91,10 +91,4 @@ TEST(Scanner, LongWordsAndNulBytes)
     expect_scans({{"\0 \0X FD"s, "FD echo\"\0\""s}}, "");
 }
 
-TEST(ScannerDeathTest, UnreadableSourceEndsWithStatus2Silently)
-{
-    std::FILE *directory = std::fopen("/", "r");  // it opens, but reading it fails
-    ASSERT_NE(directory, nullptr);
-    EXPECT_EXIT({ scanner_restart(directory); yylex(); }, testing::ExitedWithCode(2), "^$");
-}
 }  // namespace
