@@ -69,9 +69,7 @@ void ask_database_name(NameText &db_name)
 void ask_default_directory(char (&directory)[PATH_WIDTH + 1])
 {
     std::fputs("Default Directory : ", stdout);
-    if (answer_is_empty_line())
-        directory[0] = '\0';
-    else
+    if (!answer_is_empty_line())  // else it stays empty
         read_answer(directory);
 }
 

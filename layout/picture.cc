@@ -43,11 +43,10 @@ void apply_v_rule(const char *pic, std::size_t pos, PictureInfo &info, bool &p_a
 std::size_t apply_repeat(const char *pic, std::size_t pos, PictureInfo &info,
                          bool p_after_point)
 {
+    // The count text ends at the ')' or after 35 characters; the number at its
+    // head stops at the ')' by itself.
     const char *count = pic + pos + 1;
-    std::size_t length = 0;
-    while (length < COUNT_WIDTH && count[length] != '\0' && count[length] != ')')
-        ++length;
-    std::int32_t n = read_count(count, length);
+    std::int32_t n = read_count(count, COUNT_WIDTH);
     char before = pos > 0 ? pic[pos - 1] : '\0';
     switch (before) {
     case '9':
