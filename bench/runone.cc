@@ -56,6 +56,6 @@ int main(int argc, char **argv)
     double seconds = static_cast<double>(t1.tv_sec - t0.tv_sec) +
                      static_cast<double>(t1.tv_nsec - t0.tv_nsec) / 1e9;
     int code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    std::printf("%.3f %ld %d\n", seconds, usage.ru_maxrss, code);
+    std::printf("%.6f %ld %d\n", seconds, usage.ru_maxrss, code);
     return 0;
 }
