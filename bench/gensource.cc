@@ -42,7 +42,7 @@ std::string fmt(const char *f, long a)
     return buf;
 }
 
-// Output lines with sequence numbers; each copybook numbers from 10 by 10.
+// Output lines with sequence numbers; restart() begins a new numbering.
 class Out {
 public:
     Out() { buf_.reserve(1 << 20); }
@@ -115,7 +115,7 @@ void put_entry(Out &out, const Entry &e)
 }
 
 // What an item holds decides its pictures and names.
-enum Kind { TEXT, ID, DATE, AMOUNT, COUNT, FLAG, CODE, RATE, EDITED, NKINDS };
+enum Kind { TEXT, ID, DATE, AMOUNT, COUNT, FLAG, CODE, RATE, EDITED };
 
 struct Stem {
     const char *word;
@@ -178,7 +178,7 @@ public:
         return n;
     }
 
-    // The whole record: an 01 entry and 5 to 12 items under it.
+    // The whole record: an 01 entry, 3 to 7 items under it, perhaps a FILLER.
     void record(const char *part)
     {
         if (rng_.pct(40)) {
@@ -190,7 +190,7 @@ public:
         put_entry(out_, head);
         int n = rng_.range(3, 7);
         for (int i = 0; i < n; ++i)
-            item(1, false);
+            item(1);
         if (rng_.pct(35))
             filler(1, rng_.range(1, 40));
     }
@@ -206,37 +206,35 @@ private:
     }
 
     // One item at `depth`: elementary, group, table or redefinition.
-    // Returns its size in bytes.
-    int item(int depth, bool in_table)
+    void item(int depth)
     {
         if (rng_.pct(4))
             out_.comment(rng_.pick(COMMENTS));
         int r = rng_.below(100);
         if (depth < 3 && r < 16)
-            return group(depth, in_table);
-        if (depth < 3 && !in_table && r < 19)
-            return table(depth);
-        if (!in_table && r < 31)
-            return redefinition(depth);
-        if (r < 34)
-            return filler(depth, rng_.range(1, 20));
-        return elementary(depth, rng_.pick(STEMS), in_table ? 0 : 4);
+            group(depth);
+        else if (depth < 3 && r < 19)
+            table(depth);
+        else if (r < 31)
+            redefinition(depth);
+        else if (r < 34)
+            filler(depth, rng_.range(1, 20));
+        else
+            elementary(depth, rng_.pick(STEMS), 4);
     }
 
-    int group(int depth, bool in_table)
+    void group(int depth)
     {
         static constexpr const char *G[] = {"DETAIL", "ADDR", "KEY", "DATES", "TOTALS",
                                             "CONTACT-INFO", "LIMITS", "HISTORY"};
         emit(Entry{level_of(depth), depth, name(rng_.pick(G)), {}});
-        int size = 0;
         int n = rng_.range(2, 4);
         for (int i = 0; i < n; ++i)
-            size += item(depth + 1, in_table);
-        return size;
+            item(depth + 1);
     }
 
-    // A group that repeats, perhaps with a repeated item or group inside.
-    int table(int depth)
+    // A group that repeats, now and then with a repeated group inside.
+    void table(int depth)
     {
         static constexpr const char *T[] = {"LINE", "ENTRY", "MONTH", "PHONES", "SLOT", "HIST"};
         static constexpr int COUNTS[] = {2, 2, 3, 3, 4, 5, 6, 12};
@@ -244,37 +242,32 @@ private:
         Entry e{level_of(depth), depth, name(rng_.pick(T)), {}};
         e.clauses.push_back(rng_.pct(50) ? fmt("OCCURS %ld TIMES", count) : fmt("OCCURS %ld", count));
         emit(e);
-        int size = 0;
         int n = rng_.range(1, 3);
         for (int i = 0; i < n; ++i) {
             if (depth + 1 < 3 && rng_.pct(8))
-                size += nested_table(depth + 1);
+                nested_table(depth + 1);
             else
-                size += elementary(depth + 1, rng_.pick(STEMS), 0);
+                elementary(depth + 1, rng_.pick(STEMS), 0);
         }
-        return size * count;
     }
 
-    int nested_table(int depth)
+    void nested_table(int depth)
     {
         int count = rng_.range(2, 4);
-        Entry e{level_of(depth), depth, name("SUB-ENTRY"), {fmt("OCCURS %ld TIMES", count)}};
-        emit(e);
-        int size = elementary(depth + 1, rng_.pick(STEMS), 0);
-        size += elementary(depth + 1, rng_.pick(STEMS), 0);
-        return size * count;
+        emit(Entry{level_of(depth), depth, name("SUB-ENTRY"), {fmt("OCCURS %ld TIMES", count)}});
+        elementary(depth + 1, rng_.pick(STEMS), 0);
+        elementary(depth + 1, rng_.pick(STEMS), 0);
     }
 
-    int filler(int depth, int width)
+    void filler(int depth, int width)
     {
         Entry e{level_of(depth), depth, "FILLER", {fmt("PIC X(%ld)", width)}};
         if (rng_.pct(30))
             e.clauses.push_back("VALUE SPACES");
         emit(e);
-        return width;
     }
 
-    // A display-only item of a known width, for the redefinition patterns.
+    // A display item of a known width, for the redefinition shapes.
     Entry display(int depth, const char *stem, int width, bool numeric)
     {
         return Entry{level_of(depth), depth, name(stem),
@@ -282,32 +275,30 @@ private:
     }
 
     // Five shapes of REDEFINES, each no longer than what it redefines.
-    int redefinition(int depth)
+    void redefinition(int depth)
     {
         int lvl = level_of(depth);
         switch (rng_.below(5)) {
         case 0: {  // a date and its parts
-            Entry date = display(depth, "PROC-DATE", 8, true);
-            emit(date);
-            emit(Entry{lvl, depth, name("PROC-DATE-R"), {"REDEFINES " + date.name}});
+            std::string date = emit(display(depth, "PROC-DATE", 8, true));
+            emit(Entry{lvl, depth, name("PROC-DATE-R"), {"REDEFINES " + date}});
             emit(display(depth + 1, "PROC-CCYY", 4, true));
             emit(display(depth + 1, "PROC-MM", 2, true));
             emit(display(depth + 1, "PROC-DD", 2, true));
-            return 8;
+            break;
         }
-        case 1: {  // text seen as a number
+        case 1: {  // text seen as a number, zoned or packed
             int w = rng_.range(5, 15);
-            Entry text = display(depth, "AMT-TEXT", w, false);
-            emit(text);
-            Entry num{lvl, depth, name("AMT-NUM"), {"REDEFINES " + text.name}};
+            std::string text = emit(display(depth, "AMT-TEXT", w, false));
+            Entry num{lvl, depth, name("AMT-NUM"), {"REDEFINES " + text}};
             if (rng_.pct(50)) {
                 num.clauses.push_back(fmt("PIC S9(%ld)V99", w - 2));
-            } else {
+            } else {  // 2w - 3 digits pack into w - 1 bytes
                 num.clauses.push_back(fmt("PIC S9(%ld)V99", 2 * w - 5 > 16 ? 16 : 2 * w - 5));
                 num.clauses.push_back("COMP-3");
             }
             emit(num);
-            return w;
+            break;
         }
         case 2: {  // a group seen flat
             std::string grp = emit(Entry{lvl, depth, name("ADDR-GRP"), {}});
@@ -318,19 +309,17 @@ private:
                 emit(display(depth + 1, rng_.pct(70) ? "ADDR-LINE" : "POST-CODE", w, false));
                 size += w;
             }
-            emit(Entry{lvl, depth, name("ADDR-FLAT"),
-                       {"REDEFINES " + grp, fmt("PIC X(%ld)", size)}});
-            return size;
+            emit(Entry{lvl, depth, name("ADDR-FLAT"), {"REDEFINES " + grp, fmt("PIC X(%ld)", size)}});
+            break;
         }
         case 3: {  // a string of codes seen as a table
             int count = rng_.range(2, 8);
-            Entry codes = display(depth, "CODE-LIST", 3 * count, false);
-            emit(codes);
-            emit(Entry{lvl, depth, name("CODE-TBL"), {"REDEFINES " + codes.name}});
+            std::string codes = emit(display(depth, "CODE-LIST", 3 * count, false));
+            emit(Entry{lvl, depth, name("CODE-TBL"), {"REDEFINES " + codes}});
             emit(Entry{lvl + 5, depth + 1, name("CODE-ENTRY"), {"PIC X(3)", fmt("OCCURS %ld TIMES", count)}});
-            return 3 * count;
+            break;
         }
-        default: {  // one area, two layouts
+        default: {  // one area, one or two more layouts
             std::string area = emit(Entry{lvl, depth, name("VARIANT-AREA"), {}});
             int size = rng_.range(20, 60);
             emit(display(depth + 1, "VARIANT-DATA", size, false));
@@ -351,12 +340,12 @@ private:
                     left -= w;
                 }
             }
-            return size;
+            break;
         }
         }
     }
 
-    // Values for condition names: one, several, or a range.
+    // Condition names: one value, several, or a range.
     void conditions(int depth, bool numeric, int width)
     {
         static constexpr const char *C[] = {"VALID", "ACTIVE", "CLOSED", "PENDING", "IS-YES",
@@ -385,11 +374,11 @@ private:
     }
 
     // An elementary item for `stem`; `occurs_pct` is the chance of OCCURS.
-    int elementary(int depth, const Stem &stem, int occurs_pct)
+    void elementary(int depth, const Stem &stem, int occurs_pct)
     {
         Entry e{level_of(depth), depth, name(stem.word), {}};
-        int size = 0;
-        bool numeric = false;
+        int width = 0;         // of codes and flags, for their condition values
+        bool numeric = false;  // conditions with numbers rather than quoted codes
         std::string value;
         switch (stem.kind) {
         case TEXT: {
@@ -400,62 +389,41 @@ private:
             e.clauses.push_back(rng_.pct(15) ? fmt("PICTURE IS X(%ld)", w) : fmt("PIC X(%ld)", w));
             if (rng_.pct(10))
                 value = "VALUE SPACES";
-            size = w;
             break;
         }
         case ID: {
-            int d = rng_.range(5, 12);
-            e.clauses.push_back(fmt("PIC 9(%ld)", d));
+            e.clauses.push_back(fmt("PIC 9(%ld)", rng_.range(5, 12)));
             int u = rng_.below(4);
-            if (u == 1) {
+            if (u == 1)
                 e.clauses.push_back(rng_.pct(50) ? "COMP-3" : "USAGE IS PACKED-DECIMAL");
-                size = d / 2 + 1;
-            } else if (u == 2) {
+            else if (u == 2)
                 e.clauses.push_back(rng_.pct(50) ? "COMP" : "BINARY");
-                size = d <= 4 ? 2 : d <= 9 ? 4 : 8;
-            } else {
-                size = d;
-            }
             break;
         }
         case DATE:
-            if (rng_.pct(60)) {
-                e.clauses.push_back("PIC 9(8)");
-                size = 8;
-            } else {
-                e.clauses.push_back("PIC X(10)");
-                size = 10;
-            }
+            e.clauses.push_back(rng_.pct(60) ? "PIC 9(8)" : "PIC X(10)");
             break;
         case AMOUNT: {
             int d = rng_.range(5, 13);
             e.clauses.push_back(rng_.pct(80) ? fmt("PIC S9(%ld)V99", d) : fmt("PIC 9(%ld)V99", d));
             int u = rng_.below(5);
-            if (u <= 1) {
+            if (u <= 1)
                 e.clauses.push_back(u == 0 ? "COMP-3" : "USAGE IS COMP-3");
-                size = (d + 2) / 2 + 1;
-            } else if (u == 2) {
+            else if (u == 2)
                 e.clauses.push_back(rng_.pct(50) ? "COMP-5" : "COMPUTATIONAL");
-                size = d + 2 <= 9 ? 4 : 8;
-            } else {
-                size = d + 2;
-                if (u == 3 && rng_.pct(40)) {
-                    e.clauses.push_back(rng_.pct(50) ? "SIGN LEADING SEPARATE" : "SIGN IS TRAILING SEPARATE CHARACTER");
-                    ++size;
-                }
-            }
+            else if (u == 3 && rng_.pct(40))
+                e.clauses.push_back(rng_.pct(50) ? "SIGN LEADING SEPARATE" : "SIGN IS TRAILING SEPARATE CHARACTER");
             if (rng_.pct(8))
                 value = rng_.pct(50) ? "VALUE 0" : "VALUE +1250.75";
             break;
         }
         case COUNT: {
-            int d = rng_.range(2, 9);
             static constexpr const char *U[] = {"COMP", "COMP-4", "BINARY", "COMP-5", "USAGE BINARY", ""};
+            int d = rng_.range(2, 9);
             const char *u = rng_.pick(U);
             e.clauses.push_back(fmt(rng_.pct(50) ? "PIC S9(%ld)" : "PIC 9(%ld)", d));
             if (*u != '\0')
                 e.clauses.push_back(u);
-            size = *u == '\0' ? d : d <= 4 ? 2 : 4;
             numeric = *u == '\0';
             if (rng_.pct(10))
                 value = "VALUE 0";
@@ -463,53 +431,44 @@ private:
         }
         case FLAG:
             e.clauses.push_back("PIC X");
-            size = 1;
+            width = 1;
             if (rng_.pct(20))
                 value = "VALUE 'N'";
             break;
         case CODE: {
-            int w = rng_.range(1, 3);
-            numeric = rng_.pct(40);
             static constexpr const char *X[] = {"PIC X", "PIC XX", "PIC XXX"};
-            e.clauses.push_back(numeric ? fmt("PIC 9(%ld)", w) : X[w - 1]);
-            size = w;
+            width = rng_.range(1, 3);
+            numeric = rng_.pct(40);
+            e.clauses.push_back(numeric ? fmt("PIC 9(%ld)", width) : X[width - 1]);
             break;
         }
         case RATE:
             if (rng_.pct(50)) {
                 e.clauses.push_back("PIC SV9(5)");
                 e.clauses.push_back("COMP-3");
-                size = 3;
             } else {
                 e.clauses.push_back("PIC S9(3)V9(4)");
-                size = 7;
             }
             break;
-        default: {  // EDITED
+        case EDITED: {
             static constexpr const char *P[] = {"ZZZ,ZZZ,ZZ9.99-", "Z(6)9", "-ZZ,ZZ9.99", "$$$,$$9.99",
                                                 "ZZZ9.99CR", "99/99/9999", "ZZ,ZZ9", "+ZZZ,ZZ9.99"};
-            static constexpr int S[] = {15, 7, 10, 10, 9, 10, 6, 11};
             int i = rng_.below(8);
             if (i != 5 && rng_.pct(25))
                 e.clauses.push_back("BLANK WHEN ZERO");
             e.clauses.push_back(std::string("PIC ") + P[i]);
-            size = S[i];
             break;
         }
         }
-        int width = size;  // of one occurrence, for the condition values
         if (rng_.pct(occurs_pct)) {
             static constexpr int COUNTS[] = {2, 3, 4, 5, 6, 7, 10, 12};
-            int count = rng_.pick(COUNTS);
-            e.clauses.push_back(fmt("OCCURS %ld TIMES", count));
-            size *= count;
+            e.clauses.push_back(fmt("OCCURS %ld TIMES", rng_.pick(COUNTS)));
         }
         if (!value.empty())
             e.clauses.push_back(value);
         emit(e);
         if ((stem.kind == FLAG || stem.kind == CODE || (stem.kind == COUNT && numeric)) && rng_.pct(60))
             conditions(depth, numeric, width);
-        return size;
     }
 
     Rng &rng_;
