@@ -188,6 +188,11 @@ bool run_case(const std::string &binary, const Case &c)
     std::string dictionary = std::filesystem::exists(dir + "/out.csv") ? read_file(dir + "/out.csv") : out;
     for (const auto &[key, rows] : c.rows)
         check(key, rows, project(dictionary, key));
+    if (const char *keep = std::getenv("GOLDEN_KEEP")) {  // for byte comparisons of two builds
+        std::string id = c.name.substr(0, c.name.find(' '));
+        write(".status", std::to_string(WEXITSTATUS(status)));
+        std::filesystem::copy(dir, keep + ("/" + id.substr(id.rfind('/') + 1)));
+    }
     if (ok)
         std::filesystem::remove_all(dir);
     else
