@@ -27,13 +27,13 @@ void emit_field_row(std::FILE *out, const FieldDef *item, const char *suffix,
                     std::int32_t offset, std::int32_t &progress)
 {
     NameText item_name;
-    compose_name(item_name, item->name, suffix);
-    if (item->type_name[0] == '\0')  // a group without -s: only its members have rows
+    compose_name(item_name, item->name.c_str(), suffix);
+    if (item->type_name == TypeName::none)  // a group without -s: only its members have rows
         return;
     count_progress(progress);
     if (field_row_hidden(item_name))
         return;
-    write_field_row(out, state.cur_file->name, item, item_name, offset);
+    write_field_row(out, state.cur_file->name.c_str(), item, item_name, offset);
     state.field_rows = add32(state.field_rows, 1);
 }
 
@@ -44,12 +44,12 @@ void emit_column_row(std::FILE *out, ColumnDef *column, const char *suffix,
     const FieldDef *item = column->field;
     NameText column_name;
     NameText item_name;
-    compose_name(column_name, column->name, suffix);
-    compose_name(item_name, item->name, suffix);
+    compose_name(column_name, column->name.c_str(), suffix);
+    compose_name(item_name, item->name.c_str(), suffix);
     convert_dashes(column_name, column_name);
     if (column->length == 0)
         column->length = item->size;
-    if (item->type_name[0] == '\0')
+    if (item->type_name == TypeName::none)
         return;
     count_progress(progress);
     // deliberate: judged by the item name with its dashes, so a repeated
@@ -102,7 +102,7 @@ void expand_column_rows(ColumnDef *column, const char *suffix, std::FILE *out,
     NameText table_name;
     NameText own_suffix;
     std::int32_t progress = 0;  // deliberate: each call counts its dots alone
-    convert_dashes(table_name, state.cur_table->name);
+    convert_dashes(table_name, state.cur_table->name.c_str());
     const std::int32_t level = column->field->level;
     for (std::int64_t n = 1; n <= column->field->occurs; ++n) {  // wide: n passes any count
         state.cur_column = column;

@@ -82,8 +82,8 @@ void write_file_rows(std::FILE *out, WalkCounts &counts)
         count_progress(counts.progress);
         if (file->record_length == 0)
             file->record_length = 1;
-        std::fprintf(out, "\"FILE\",\"%s\",\"%s\",\"%s\",%d\n", file->name,
-                     file->organization, file->record_format, file->record_length);
+        std::fprintf(out, "\"FILE\",\"%s\",\"%s\",\"%s\",%d\n", file->name.c_str(),
+                     file->organization.c_str(), file->record_format.c_str(), file->record_length);
         counts.files = add32(counts.files, 1);
     }
 }
@@ -101,12 +101,12 @@ void write_field_walk(std::FILE *out, WalkCounts &counts)
                 expand_field_rows(item, nullptr, out, 0);
                 continue;
             }
-            if (item->type_name[0] == '\0')
+            if (item->type_name == TypeName::none)
                 continue;
             count_progress(counts.progress);
-            if (field_row_hidden(item->name))
+            if (field_row_hidden(item->name.c_str()))
                 continue;
-            write_field_row(out, state.cur_file->name, item, item->name, item->offset);
+            write_field_row(out, state.cur_file->name.c_str(), item, item->name.c_str(), item->offset);
             state.field_rows = add32(state.field_rows, 1);
         }
     }
@@ -119,13 +119,13 @@ void write_table_walk(std::FILE *out, const char *db_name, WalkCounts &counts)
     for (state.cur_file = state.files; state.cur_file != nullptr;
          state.cur_file = state.cur_file->next) {
         const FileDef *file = state.cur_file;
-        const char *path = file->path[0] != '\0' ? file->path : file->name;
+        const char *path = !file->path.empty() ? file->path.c_str() : file->name.c_str();
         for (state.cur_table = file->tables; state.cur_table != nullptr;
              state.cur_table = state.cur_table->next) {
-            convert_dashes(table_name, state.cur_table->name);
+            convert_dashes(table_name, state.cur_table->name.c_str());
             count_progress(counts.progress);
             std::fprintf(out, "\"TABLE\",\"%s\",\"%s\",\"TABLE\",\"%s\",\"%s\",\"\"\n",
-                         db_name, table_name, file->name, path);
+                         db_name, table_name, file->name.c_str(), path);
             counts.tables = add32(counts.tables, 1);
         }
     }
@@ -137,7 +137,7 @@ void write_table_columns(std::FILE *out, const char *db_name, WalkCounts &counts
 {
     NameText table_name;
     NameText column_name;
-    convert_dashes(table_name, state.cur_table->name);
+    convert_dashes(table_name, state.cur_table->name.c_str());
     for (state.cur_column = state.cur_table->columns; state.cur_column != nullptr;
          state.cur_column = state.cur_column->next) {
         ColumnDef *column = state.cur_column;
@@ -148,16 +148,16 @@ void write_table_columns(std::FILE *out, const char *db_name, WalkCounts &counts
             expand_column_rows(column, nullptr, out, db_name);
             continue;
         }
-        convert_dashes(column_name, column->name);
+        convert_dashes(column_name, column->name.c_str());
         if (column->length == 0)
             column->length = item->size;
-        if (item->type_name[0] == '\0')
+        if (item->type_name == TypeName::none)
             continue;
         count_progress(counts.progress);
         // deliberate: judged by the converted name, so FILLER-X goes too.
         if (column_row_hidden(column_name))
             continue;
-        write_column_row(out, column, db_name, table_name, column_name, item->name);
+        write_column_row(out, column, db_name, table_name, column_name, item->name.c_str());
         state.column_rows = add32(state.column_rows, 1);
     }
 }
@@ -227,8 +227,8 @@ void write_field_row(std::FILE *out, const char *file_name, const FieldDef *item
 {
     // deliberate: nothing is escaped; a quote in a VALUE breaks its row.
     std::fprintf(out, "\"FIELD\",\"%s\",\"%s\",\"%s\",%d,%d,%d,%d,0,\"%s\",\"%s\"\n",
-                 file_name, item_name, item->type_name, offset, item->size,
-                 item->display_size, item->scale, "", item->value);
+                 file_name, item_name, type_text(item->type_name), offset, item->size,
+                 item->display_size, item->scale, "", item->value.c_str());
 }
 
 // One COLUMN row; the names come from the caller.
@@ -237,8 +237,8 @@ void write_column_row(std::FILE *out, const ColumnDef *column, const char *db_na
                       const char *item_name)
 {
     std::fprintf(out, "\"COLUMN\",\"%s\",\"%s\",\"%s\",\"%s\",\"%s\",%d,1,1,\"%s\"\n",
-                 db_name, table_name, column_name, item_name, column->type_name,
-                 column->length, column->value);
+                 db_name, table_name, column_name, item_name, type_text(column->type_name),
+                 column->length, column->value.c_str());
 }
 
 // Prompts, writes the five kinds of rows in order, closes, reports.

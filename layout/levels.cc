@@ -190,7 +190,7 @@ void close_data_entry()
         drop_condition_entry();
     else if (state.level == 66 && field->clause != nullptr)
         apply_renames();
-    else if (field->picture[0] == '\0')
+    else if (field->picture.empty())
         open_group(field);
     else
         place_elementary(field);

@@ -8,12 +8,12 @@ namespace {
 // Level 66 naming one item: the entry takes that item's description.
 void rename_one_item(FieldDef *entry, const ClauseLink &clause)
 {
-    const FieldDef *item = find_field(clause.first_name);
+    const FieldDef *item = find_field(clause.first_name.c_str());
     if (item == nullptr)
-        process_stop(0, "\n\nError - 2 Unable to locate field %s\n\n", clause.first_name);
-    copy_text(entry->type_name, item->type_name);
-    copy_text(entry->picture, item->picture);
-    copy_text(entry->value, item->value);
+        process_stop(0, "\n\nError - 2 Unable to locate field %s\n\n", clause.first_name.c_str());
+    entry->type_name = item->type_name;
+    entry->picture = item->picture;
+    entry->value = item->value;
     entry->usage = item->usage;
     entry->sign = item->sign;
     entry->level = item->level;  // deliberate: the copy no longer says 66
@@ -24,30 +24,30 @@ void rename_one_item(FieldDef *entry, const ClauseLink &clause)
     entry->occurs = item->occurs;
 
     // Only the table in work is searched, unlike the field lookup.
-    const ColumnDef *column = find_column(clause.first_name);
+    const ColumnDef *column = find_column(clause.first_name.c_str());
     if (column == nullptr)
-        process_stop(0, "\n\nError - Unable to locate column %s\n\n", clause.first_name);
+        process_stop(0, "\n\nError - Unable to locate column %s\n\n", clause.first_name.c_str());
     ColumnDef *own = state.cur_column;
-    copy_text(own->type_name, column->type_name);
-    copy_text(own->value, column->value);
+    own->type_name = column->type_name;
+    own->value = column->value;
     own->length = column->length;
 }
 
 // Level 66 from one item through another: a character view of the span.
 void rename_span(FieldDef *entry, const ClauseLink &clause)
 {
-    const FieldDef *first = find_field(clause.first_name);
+    const FieldDef *first = find_field(clause.first_name.c_str());
     if (first == nullptr)
-        process_stop(0, "\n\nError - 4 Unable to locate field %s\n\n", clause.first_name);
+        process_stop(0, "\n\nError - 4 Unable to locate field %s\n\n", clause.first_name.c_str());
     entry->offset = first->offset;
-    const FieldDef *last = find_field(clause.second_name);
+    const FieldDef *last = find_field(clause.second_name.c_str());
     if (last == nullptr)
-        process_stop(0, "\n\nError - 4 Unable to locate field %s\n\n", clause.second_name);
+        process_stop(0, "\n\nError - 4 Unable to locate field %s\n\n", clause.second_name.c_str());
     std::int32_t last_size = last->occurs > 1 ? mul32(last->occurs, last->size) : last->size;
     entry->size = sub32(add32(last->offset, last_size), entry->offset);
     entry->display_size = entry->size;
-    copy_text(entry->type_name, "STRING");
-    copy_text(state.cur_column->type_name, "VARCHAR");
+    entry->type_name = TypeName::string;
+    state.cur_column->type_name = TypeName::varchar;
     state.cur_column->length = entry->size;
 }
 
@@ -57,7 +57,7 @@ void rename_span(FieldDef *entry, const ClauseLink &clause)
 bool has_redefines(const FieldDef *field)
 {
     return field->clause != nullptr && field->clause->redefines != 0
-           && field->clause->first_name[0] != '\0';
+           && !field->clause->first_name.empty();
 }
 
 // Unlinks and releases a condition entry from the tails of both lists.
@@ -84,9 +84,9 @@ void apply_renames()
 {
     FieldDef *entry = state.cur_field;
     const ClauseLink &clause = *entry->clause;
-    if (clause.renames == 0 || clause.first_name[0] == '\0')
+    if (clause.renames == 0 || clause.first_name.empty())
         process_stop(0, "\n\nError - RENAMES failed\n\n");
-    if (clause.second_name[0] == '\0')
+    if (clause.second_name.empty())
         rename_one_item(entry, clause);
     else
         rename_span(entry, clause);
@@ -97,10 +97,10 @@ void apply_renames()
 static const FieldDef *move_to_redefined_item(int place)
 {
     FieldDef *entry = state.cur_field;
-    const FieldDef *item = find_field(entry->clause->first_name);
+    const FieldDef *item = find_field(entry->clause->first_name.c_str());
     if (item == nullptr)
         process_stop(0, "\n\nError - %d Unable to locate field %s\n\n", place,
-                     entry->clause->first_name);
+                     entry->clause->first_name.c_str());
     entry->offset = item->offset;
     state.offset = item->offset;
     state.saved_offset = item->offset;

@@ -69,7 +69,7 @@ std::size_t apply_repeat(const char *pic, std::size_t pos, PictureInfo &info,
 // Positions, scale and class of the entry's PICTURE, in one pass.
 PictureInfo analyse_picture(FieldDef *field)
 {
-    copy_text(state.cur_picture, field->picture);
+    copy_text(state.cur_picture, field->picture.c_str());
     const char *pic = state.cur_picture;
     PictureInfo info{};
     bool p_after_point = false;  // a P directly behind a V while the scale was 0

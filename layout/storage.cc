@@ -7,7 +7,7 @@ namespace {
 
 // An SQL type of the COLUMN row with its length.
 struct SqlType {
-    const char *name;
+    TypeName name;
     std::int32_t length;
 };
 
@@ -15,8 +15,8 @@ struct SqlType {
 struct BinaryRow {
     std::int32_t min_digits;      // first digit count of the row
     std::int32_t max_digits;      // last digit count of the row
-    const char *signed_type;      // FIELD type when the item is signed
-    const char *unsigned_type;    // FIELD type when it is not
+    TypeName signed_type;         // FIELD type when the item is signed
+    TypeName unsigned_type;       // FIELD type when it is not
     std::int32_t size;            // bytes in the record
     std::int32_t display_size;    // digits of the largest signed value of that size
     SqlType scaled;               // column when the scale is not 0
@@ -24,27 +24,28 @@ struct BinaryRow {
     SqlType whole_unsigned;       // column when the scale is 0, not signed
 };
 
-constexpr SqlType DOUBLE{"DOUBLE", 8};
-constexpr SqlType INTEGER{"INTEGER", 4};
-constexpr SqlType SMALLINT{"SMALLINT", 2};
+constexpr SqlType DOUBLE{TypeName::double_float, 8};
+constexpr SqlType INTEGER{TypeName::integer, 4};
+constexpr SqlType SMALLINT{TypeName::smallint, 2};
+using T = TypeName;
 
 // Binary items by default. The last row takes every other count, 0 among them.
 constexpr BinaryRow DEFAULT_BINARY[] = {
-    {1, 4, "WORD", "UWORD", 2, 5, DOUBLE, SMALLINT, INTEGER},
-    {5, 9, "LONGWORD", "ULONG", 4, 10, DOUBLE, INTEGER, DOUBLE},
-    {0, 0, "QUADWORD", "QUADWORD", 8, 19, DOUBLE, DOUBLE, DOUBLE},
+    {1, 4, T::word, T::uword, 2, 5, DOUBLE, SMALLINT, INTEGER},
+    {5, 9, T::longword, T::ulongword, 4, 10, DOUBLE, INTEGER, DOUBLE},
+    {0, 0, T::quadword, T::quadword, 8, 19, DOUBLE, DOUBLE, DOUBLE},
 };
 
 // Binary items of HPUX cobol (-h), with odd widths. The last row as above.
 constexpr BinaryRow WIDE_BINARY[] = {
-    {1, 2, "CHAR", "UCHAR", 1, 3, DOUBLE, INTEGER, INTEGER},
-    {3, 4, "WORD", "UWORD", 2, 5, DOUBLE, INTEGER, INTEGER},
-    {5, 6, "INT3", "UINT3", 3, 7, DOUBLE, INTEGER, INTEGER},
-    {7, 9, "LONGWORD", "ULONG", 4, 10, DOUBLE, INTEGER, DOUBLE},
-    {10, 11, "INT5", "UINT5", 5, 12, DOUBLE, DOUBLE, DOUBLE},
-    {12, 14, "INT6", "UINT6", 6, 15, DOUBLE, DOUBLE, DOUBLE},
-    {15, 16, "INT7", "UINT7", 7, 17, DOUBLE, DOUBLE, DOUBLE},
-    {0, 0, "QUADWORD", "QUADWORD", 8, 19, DOUBLE, DOUBLE, DOUBLE},
+    {1, 2, T::char1, T::uchar, 1, 3, DOUBLE, INTEGER, INTEGER},
+    {3, 4, T::word, T::uword, 2, 5, DOUBLE, INTEGER, INTEGER},
+    {5, 6, T::int3, T::uint3, 3, 7, DOUBLE, INTEGER, INTEGER},
+    {7, 9, T::longword, T::ulongword, 4, 10, DOUBLE, INTEGER, DOUBLE},
+    {10, 11, T::int5, T::uint5, 5, 12, DOUBLE, DOUBLE, DOUBLE},
+    {12, 14, T::int6, T::uint6, 6, 15, DOUBLE, DOUBLE, DOUBLE},
+    {15, 16, T::int7, T::uint7, 7, 17, DOUBLE, DOUBLE, DOUBLE},
+    {0, 0, T::quadword, T::quadword, 8, 19, DOUBLE, DOUBLE, DOUBLE},
 };
 
 // The row of a table for a digit count; counts no range holds take the last.
@@ -60,28 +61,28 @@ const BinaryRow &binary_row(const BinaryRow (&table)[N], std::int32_t digits)
 // Sets the column of the item in work.
 void set_column(const SqlType &type)
 {
-    copy_text(state.cur_column->type_name, type.name);
+    state.cur_column->type_name = type.name;
     state.cur_column->length = type.length;
 }
 
-// FIELD type by class and sign kind; empty for an item of no class.
-const char *class_type_name(std::int32_t item_class, std::int16_t sign)
+// FIELD type by class and sign kind; none for an item of no class.
+TypeName class_type_name(std::int32_t item_class, std::int16_t sign)
 {
     if (item_class == 2)
-        return "STRING";
+        return TypeName::string;
     if (item_class != 1)
-        return "";
+        return TypeName::none;
     switch (sign) {
     case 1:
-        return "TRAILING-OVERPUNCHED-NUMERIC";
+        return TypeName::trailing_overpunched;
     case 2:
-        return "ZONED-NUM";
+        return TypeName::zoned_num;
     case 3:
-        return "LEADING-OVERPUNCHED-NUMERIC";
+        return TypeName::leading_overpunched;
     case 4:
-        return "LEADING-SIGN-NUMERIC";
+        return TypeName::leading_sign;
     default:  // deliberate: SEPARATE twice pushes the kind past 4; it reads as unsigned
-        return "ZONED";
+        return TypeName::zoned;
     }
 }
 
@@ -100,7 +101,7 @@ void map_binary(FieldDef *field, const PictureInfo &info)
     const BinaryRow &row = state.hpux != 0 ? binary_row(WIDE_BINARY, info.digit_count)
                                            : binary_row(DEFAULT_BINARY, info.digit_count);
     bool is_signed = field->sign != 0;
-    copy_text(field->type_name, is_signed ? row.signed_type : row.unsigned_type);
+    field->type_name = is_signed ? row.signed_type : row.unsigned_type;
     field->size = row.size;
     field->display_size = row.display_size;
     // deliberate: a negative scale (P letters behind V) counts as scaled too.
@@ -116,8 +117,8 @@ void map_binary(FieldDef *field, const PictureInfo &info)
 void map_storage(const PictureInfo &info)
 {
     FieldDef *field = state.cur_field;
-    copy_text(field->type_name, class_type_name(info.item_class, field->sign));
-    copy_text(state.cur_column->type_name, "VARCHAR");
+    field->type_name = class_type_name(info.item_class, field->sign);
+    state.cur_column->type_name = TypeName::varchar;
     state.cur_column->length = info.digit_count;
     field->display_size = info.digit_count;
     field->scale = to16(info.scale);
@@ -125,22 +126,22 @@ void map_storage(const PictureInfo &info)
     switch (field->usage) {
     case 3:
     case 6:
-        copy_text(field->type_name, field->sign != 0 ? "PACKED" : "PACKED-U");
+        field->type_name = field->sign != 0 ? TypeName::packed : TypeName::packed_u;
         field->size = packed_size(info.digit_count);
         field->display_size = mul32(field->size, 2);
         set_column(DOUBLE);
         break;
     case 2:
-        copy_text(field->type_name, "DOUBLE");
+        field->type_name = TypeName::double_float;
         field->size = 8;
         field->display_size = 15;
         set_column(DOUBLE);
         break;
     case 4:
-        copy_text(field->type_name, "VMSDATE8");
+        field->type_name = TypeName::vmsdate8;
         field->size = 8;
         field->display_size = 20;
-        set_column(SqlType{"TIMESTAMP", 16});
+        set_column(SqlType{TypeName::timestamp, 16});
         break;
     case 0:
         map_binary(field, info);
@@ -156,8 +157,8 @@ void map_group_storage()
 {
     FieldDef *field = state.cur_field;
     if (state.hide_substructure != 1) {
-        copy_text(field->type_name, "STRING");
-        copy_text(state.cur_column->type_name, "VARCHAR");
+        field->type_name = TypeName::string;
+        state.cur_column->type_name = TypeName::varchar;
     }
     // deliberate: 0 for an ordinary group, filled in at output; a REDEFINES
     // group keeps the redefined size here even when it grows.

@@ -11,22 +11,29 @@
 
 LayoutState state;
 
-// Arena: blocks that are never freed, bump-allocated. Every block is
-// chained from `blocks`, so the memory stays reachable to the end.
+// Arena: blocks that are never freed, bump-allocated, one run of blocks
+// for records (aligned) and one for texts (packed). Every block is chained
+// from `blocks`, so the memory stays reachable to the end.
 namespace {
-constexpr std::size_t CHUNK_SIZE = std::size_t{64} * 1024;
-constexpr std::size_t ALIGN = alignof(std::max_align_t);
+constexpr std::size_t CHUNK_SIZE = std::size_t{1} << 20;  // big enough to come zeroed from mmap
+constexpr std::size_t ALIGN = alignof(void *);            // the strictest member of a record
 
 struct alignas(std::max_align_t) BlockHead {
     BlockHead *next;
 };
 
-BlockHead *blocks = nullptr;          // every block the arena has taken
-unsigned char *chunk_next = nullptr;  // next free byte of the current chunk
-std::size_t chunk_left = 0;           // bytes left in the current chunk
+// The free part of the current chunk of one run.
+struct Chunk {
+    unsigned char *next;  // next free byte
+    std::size_t left;     // bytes left
+};
 
-FieldDef *free_fields = nullptr;      // released FieldDefs, linked through next
-ColumnDef *free_columns = nullptr;    // released ColumnDefs, linked through next
+BlockHead *blocks = nullptr;  // every block the arena has taken
+Chunk record_chunk{};         // records, each at a multiple of ALIGN
+Chunk text_chunk{};           // texts, packed byte by byte
+
+FieldDef *free_fields = nullptr;    // released FieldDefs, linked through next
+ColumnDef *free_columns = nullptr;  // released ColumnDefs, linked through next
 
 // A zero-filled block with room for `size` bytes behind its head.
 unsigned char *new_block(std::size_t size)
@@ -41,35 +48,40 @@ unsigned char *new_block(std::size_t size)
     blocks = head;
     return reinterpret_cast<unsigned char *>(head + 1);
 }
+
+// `size` zero-filled bytes from the chunk of a run; large ones get a block of their own.
+void *take(Chunk &chunk, std::size_t size)
+{
+    if (size > CHUNK_SIZE / 4)
+        return new_block(size);
+    if (size > chunk.left) {
+        unsigned char *fresh = new_block(CHUNK_SIZE);
+        if (fresh == nullptr)
+            return nullptr;
+        chunk = Chunk{fresh, CHUNK_SIZE};
+    }
+    void *p = chunk.next;
+    chunk.next += size;
+    chunk.left -= size;
+    return p;
+}
 }  // namespace
 
 void *arena_alloc(std::size_t size)
 {
     std::size_t rounded = (size + ALIGN - 1) & ~(ALIGN - 1);
-    if (rounded < size)
-        return nullptr;
-    if (rounded > CHUNK_SIZE / 4)  // large texts get a block of their own
-        return new_block(rounded);
-    if (rounded > chunk_left) {
-        unsigned char *chunk = new_block(CHUNK_SIZE);
-        if (chunk == nullptr)
-            return nullptr;
-        chunk_next = chunk;
-        chunk_left = CHUNK_SIZE;
-    }
-    void *p = chunk_next;
-    chunk_next += rounded;
-    chunk_left -= rounded;
-    return p;
+    return rounded < size ? nullptr : take(record_chunk, rounded);
 }
 
-char *arena_strdup(const char *text, std::size_t length)
+// Not inlined: the compiler would otherwise look at a constant that fits its
+// member (which set_text keeps) as if it were copied beyond its end.
+[[gnu::noinline]] char *arena_text(const char *text, std::size_t length)
 {
     if (length + 1 == 0)
         return nullptr;
-    char *copy = static_cast<char *>(arena_alloc(length + 1));
+    char *copy = static_cast<char *>(take(text_chunk, length + 1));
     if (copy != nullptr)
-        std::memcpy(copy, text, length);
+        std::memcpy(copy, text, length);  // the terminator is the chunk's zero
     return copy;
 }
 
@@ -85,8 +97,8 @@ FileDef *new_file_def(FileDef *after)
     if (mem == nullptr)
         return nullptr;
     FileDef *file = new (mem) FileDef{};
-    copy_text(file->record_format, "FIXED");
-    copy_text(file->organization, "INDEXED");
+    set_text(file->record_format, "FIXED");
+    set_text(file->organization, "INDEXED");
     if (after != nullptr) {
         after->next = file;
         file->prev = after;
@@ -165,7 +177,7 @@ void release_column_def(ColumnDef *column)
 static bool field_name_matches(const char *name, const char *wanted)
 {
     if (std::strcmp(wanted, "FILLER") == 0)
-        return std::strncmp(name, "FILLER", 6) == 0;
+        return std::strncmp(name, wanted, 6) == 0;
     return std::strcmp(name, wanted) == 0;
 }
 
@@ -176,12 +188,12 @@ FieldDef *find_field(const char *name)
     copy_text(wanted, name);
     if (state.cur_field != nullptr) {
         for (FieldDef *f = state.cur_field->prev; f != nullptr; f = f->prev)
-            if (field_name_matches(f->name, wanted))
+            if (field_name_matches(f->name.c_str(), wanted))
                 return f;
     }
     if (state.cur_file != nullptr && state.cur_file->prev != nullptr) {
         for (FieldDef *f = state.cur_file->prev->fields; f != nullptr; f = f->next)
-            if (field_name_matches(f->name, wanted))
+            if (field_name_matches(f->name.c_str(), wanted))
                 return f;
     }
     return nullptr;
@@ -194,7 +206,7 @@ ColumnDef *find_column(const char *name)
     if (state.cur_column == nullptr)
         return nullptr;
     for (ColumnDef *c = state.cur_column->prev; c != nullptr; c = c->prev)
-        if (std::strcmp(c->name, wanted) == 0)
+        if (std::strcmp(c->name.c_str(), wanted) == 0)
             return c;
     return nullptr;
 }

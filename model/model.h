@@ -8,8 +8,7 @@
 #include <cstdint>
 #include <cstdio>
 
-// Widths of the text members, in characters; each member has one more byte
-// for its terminator.
+// Widths of the text members, in characters.
 constexpr std::size_t NAME_WIDTH = 64;
 constexpr std::size_t PATH_WIDTH = 128;
 constexpr std::size_t KIND_WIDTH = 32;     // organization, record format, type names
@@ -23,54 +22,90 @@ struct TableDef;
 struct ColumnDef;
 struct ClauseLink;
 
+// A text member of a record: at most Width characters, held where they never
+// change (a token's text, a constant, or a cut copy in the arena), so a
+// record pays only for the text it has. Zero-filled, it is the empty text.
+// It is set through set_text or copy_text, which cut at Width.
+template <std::size_t Width>
+struct Text {
+    const char *chars;  // terminated; null for the empty text
+
+    const char *c_str() const { return chars != nullptr ? chars : ""; }
+    bool empty() const { return chars == nullptr || chars[0] == '\0'; }
+};
+
+// The type names of FIELD and COLUMN rows. They are all constants (the
+// longest, TRAILING-OVERPUNCHED-NUMERIC, has 28 characters), so a record
+// holds the index of its name: one byte where a text would take eight.
+enum class TypeName : std::uint8_t {
+    none, zoned, trailing_overpunched, zoned_num, leading_overpunched, leading_sign, string,
+    packed, packed_u, double_float, vmsdate8, word, uword, longword, ulongword, quadword,
+    char1, uchar, int3, uint3, int5, uint5, int6, uint6, int7, uint7,
+    varchar, smallint, integer, timestamp,
+};
+constexpr const char *TYPE_NAMES[] = {
+    "", "ZONED", "TRAILING-OVERPUNCHED-NUMERIC", "ZONED-NUM", "LEADING-OVERPUNCHED-NUMERIC",
+    "LEADING-SIGN-NUMERIC", "STRING", "PACKED", "PACKED-U", "DOUBLE", "VMSDATE8", "WORD", "UWORD",
+    "LONGWORD", "ULONG", "QUADWORD", "CHAR", "UCHAR", "INT3", "UINT3", "INT5", "UINT5", "INT6",
+    "UINT6", "INT7", "UINT7", "VARCHAR", "SMALLINT", "INTEGER", "TIMESTAMP",
+};
+static_assert(sizeof TYPE_NAMES / sizeof TYPE_NAMES[0] == static_cast<std::size_t>(TypeName::timestamp) + 1,
+              "one name for each type");
+
+// The text of a type name.
+inline const char *type_text(TypeName type)
+{
+    return TYPE_NAMES[static_cast<std::size_t>(type)];
+}
+
 // One data file: one FILE row.
 struct FileDef {
-    char name[NAME_WIDTH + 1];           // FD name, or the record name without an FD
-    char path[PATH_WIDTH + 1];           // VALUE OF literal, quotes stripped
-    char organization[KIND_WIDTH + 1];   // "INDEXED", "RELATIVE" or "SEQUENTIAL"
-    char record_format[KIND_WIDTH + 1];  // "FIXED" or "VARIABLE"
-    std::int32_t record_length;          // longest record seen; only grows
-    FieldDef *fields;                    // head of the item list, through all records
-    TableDef *tables;                    // head of the table list
+    Text<NAME_WIDTH> name;           // FD name, or the record name without an FD
+    Text<PATH_WIDTH> path;           // VALUE OF literal, quotes stripped
+    Text<KIND_WIDTH> organization;   // "INDEXED", "RELATIVE" or "SEQUENTIAL"
+    Text<KIND_WIDTH> record_format;  // "FIXED" or "VARIABLE"
+    std::int32_t record_length;      // longest record seen; only grows
+    FieldDef *fields;                // head of the item list, through all records
+    TableDef *tables;                // head of the table list
     FileDef *prev;
     FileDef *next;
 };
 
 // One data item: one FIELD row, or one per occurrence under OCCURS.
 struct FieldDef {
-    char name[NAME_WIDTH + 1];          // data name; FILLER_n for a FILLER
-    char type_name[KIND_WIDTH + 1];     // storage type; empty means no rows at all
-    char picture[PICTURE_WIDTH + 1];    // PICTURE text or a USAGE default; empty for a group
-    char value[VALUE_WIDTH + 1];        // VALUE literal, quotes stripped
-    std::int16_t usage = -1;            // 0 binary, 2 float, 3/6 packed, 4 date, -1 display
-    std::int16_t sign;                  // 0 none, 1 trailing, 2 trailing separate, 3 leading, 4 leading separate
-    std::int32_t level;                 // level number
-    std::int32_t size;                  // bytes of one occurrence
-    std::int32_t display_size;          // display width
-    std::int16_t scale;                 // digits after the point; may be negative
-    std::int32_t offset;                // offset in the record, first occurrence of every enclosing group
-    std::int32_t occurs;                // 0, or a count of 2 and up
-    ClauseLink *clause;                 // the one REDEFINES / RENAMES / condition clause
+    Text<NAME_WIDTH> name;          // data name; FILLER_n for a FILLER
+    Text<PICTURE_WIDTH> picture;    // PICTURE text or a USAGE default; empty for a group
+    Text<VALUE_WIDTH> value;        // VALUE literal, quotes stripped
+    ClauseLink *clause;             // the one REDEFINES / RENAMES / condition clause
     FieldDef *prev;
     FieldDef *next;
+    std::int32_t level;             // level number
+    std::int32_t size;              // bytes of one occurrence
+    std::int32_t display_size;      // display width
+    std::int32_t offset;            // offset in the record, first occurrence of every enclosing group
+    std::int32_t occurs;            // 0, or a count of 2 and up
+    std::int16_t usage = -1;        // 0 binary, 2 float, 3/6 packed, 4 date, -1 display
+    std::int16_t sign;              // 0 none, 1 trailing, 2 trailing separate, 3 leading, 4 leading separate
+    std::int16_t scale;             // digits after the point; may be negative
+    TypeName type_name;             // storage type; none means no rows at all
 };
 
 // One level 01 record: one TABLE row.
 struct TableDef {
-    char name[NAME_WIDTH + 1];  // name of the 01 record
-    ColumnDef *columns;         // head of the column list
+    Text<NAME_WIDTH> name;  // name of the 01 record
+    ColumnDef *columns;     // head of the column list
     TableDef *next;
 };
 
 // One column of a table: one COLUMN row, or one per occurrence.
 struct ColumnDef {
-    char name[NAME_WIDTH + 1];       // data name, a FILLER as its FieldDef
-    char type_name[KIND_WIDTH + 1];  // SQL type
-    std::int32_t length;             // column length; 0 means "the item's size" at output
-    char value[VALUE_WIDTH + 1];     // copy of FieldDef.value
-    FieldDef *field;                 // the item of this column
+    Text<NAME_WIDTH> name;       // data name, a FILLER as its FieldDef
+    Text<VALUE_WIDTH> value;     // copy of FieldDef.value
+    FieldDef *field;             // the item of this column
     ColumnDef *prev;
     ColumnDef *next;
+    std::int32_t length;         // column length; 0 means "the item's size" at output
+    TypeName type_name;          // SQL type
 };
 
 // The one REDEFINES, RENAMES or condition clause of an item; one flag is 1.
@@ -78,8 +113,8 @@ struct ClauseLink {
     std::int32_t redefines;
     std::int32_t renames;
     std::int32_t conditions;          // VALUE on level 88/78, or VALUE ... THRU anywhere
-    char first_name[NAME_WIDTH + 1];  // item redefined or renamed, or first condition value
-    char second_name[NAME_WIDTH + 1]; // item behind THRU, or second value; may be empty
+    Text<NAME_WIDTH> first_name;      // item redefined or renamed, or first condition value
+    Text<NAME_WIDTH> second_name;     // item behind THRU, or second value; may be empty
 };
 
 // The run-wide state. Nothing else lives across calls but the level stack
@@ -112,8 +147,14 @@ struct LayoutState {
 
 extern LayoutState state;
 
-// Bounded copy into a fixed text member: at most the member's width, or
-// `limit` characters if that is less; always terminated.
+// A copy of `length` bytes of `text`, terminated, that lives until the
+// process ends; null when no memory is left.
+char *arena_text(const char *text, std::size_t length);
+// Flushes standard output and ends the process.
+[[noreturn]] void process_exit(int status);
+
+// Bounded copy into a work buffer: at most its width, or `limit` characters
+// if that is less; always terminated.
 template <std::size_t N>
 void copy_text(char (&dst)[N], const char *src, std::size_t limit = N - 1)
 {
@@ -123,6 +164,37 @@ void copy_text(char (&dst)[N], const char *src, std::size_t limit = N - 1)
     for (; i < max && src[i] != '\0'; ++i)
         dst[i] = src[i];
     dst[i] = '\0';
+}
+
+// The characters of `src` that go into a text of `limit` characters.
+inline std::size_t text_length(const char *src, std::size_t limit)
+{
+    std::size_t n = 0;
+    while (n < limit && src[n] != '\0')
+        ++n;
+    return n;
+}
+
+// Sets a text member to `src`, cut at its width or at `limit`. `src` must
+// last until the process ends (a token's text, a constant, another text
+// member): a text that fits is kept where it is, a longer one is copied cut.
+// No memory for the copy ends the run with status 2, without a word.
+template <std::size_t N>
+void set_text(Text<N> &dst, const char *src, std::size_t limit = N)
+{
+    std::size_t n = text_length(src, limit < N ? limit : N);
+    if (src[n] == '\0')
+        dst.chars = src;
+    else if ((dst.chars = arena_text(src, n)) == nullptr)
+        process_exit(2);
+}
+
+// Sets a text member to a copy of `src`, a work buffer that will change.
+template <std::size_t N>
+void copy_text(Text<N> &dst, const char *src, std::size_t limit = N)
+{
+    if ((dst.chars = arena_text(src, text_length(src, limit < N ? limit : N))) == nullptr)
+        process_exit(2);
 }
 
 // 32- and 16-bit arithmetic wraps as two's complement, computed in unsigned
@@ -150,10 +222,9 @@ inline std::int16_t to16(std::int32_t v)
 // clamped to long and then wrapped to 32 bits, as glibc's atoi does.
 std::int32_t text_to_int(const char *text);
 
-// Zero-filled memory that lives until the process ends; null when none is left.
+// Zero-filled memory for a record that lives until the process ends; null
+// when none is left.
 void *arena_alloc(std::size_t size);
-// A copy of the text in the arena; null when no memory is left.
-char *arena_strdup(const char *text, std::size_t length);
 
 // Creation: link behind `after` (null: no link, the caller stores the head).
 FileDef *new_file_def(FileDef *after);
@@ -162,7 +233,8 @@ TableDef *new_table_def(TableDef *after);
 ColumnDef *new_column_def(ColumnDef *after);
 // A zero-filled ClauseLink stored in field->clause; null when no memory is left.
 ClauseLink *new_clause_link(FieldDef *field);
-// Level 88/78 entries are released when closed; their memory is reused.
+// Level 88/78 entries are released when closed, with their clause record;
+// their memory is reused.
 void release_field_def(FieldDef *field);
 void release_column_def(ColumnDef *column);
 
@@ -174,5 +246,3 @@ ColumnDef *find_column(const char *name);
 
 // Ends the process at once: the message on standard output, then `status`.
 [[noreturn]] [[gnu::format(printf, 2, 3)]] void process_stop(int status, const char *format, ...);
-// Flushes standard output and ends the process.
-[[noreturn]] void process_exit(int status);

@@ -48,7 +48,7 @@ bool append_file(const char *name)
     FileDef *file = append_record(state.files, state.cur_file, new_file_def);
     if (file == nullptr)
         return false;
-    copy_text(file->name, name);
+    set_text(file->name, name);
     return true;
 }
 
@@ -66,20 +66,22 @@ bool begin_table(const char *name)
     }
     if (state.cur_table == nullptr)
         return false;
-    copy_text(state.cur_table->name, name);
+    set_text(state.cur_table->name, name);
     state.saved_offset = state.offset;
     state.offset = 0;
     return true;
 }
 
-// Writes a FILLER's generated name, or the data name as it stands.
-template <std::size_t N>
-void name_entry(char (&target)[N], const char *name, bool filler)
+// Gives the item a FILLER's generated name, or the data name as it stands.
+void name_item(FieldDef *field, const char *name, bool filler)
 {
-    if (filler)
-        std::snprintf(target, N, "%s_%d", name, static_cast<int>(state.filler_no));
-    else
-        copy_text(target, name);
+    if (!filler) {
+        set_text(field->name, name);
+        return;
+    }
+    char generated[NAME_WIDTH + 1];
+    std::snprintf(generated, sizeof generated, "%s_%d", name, static_cast<int>(state.filler_no));
+    copy_text(field->name, generated);
 }
 
 enum ClauseKind { CLAUSE_REDEFINES, CLAUSE_RENAMES, CLAUSE_CONDITIONS };
@@ -145,8 +147,8 @@ bool claim_clause(ClauseKind kind, const char *first, const char *second)
     clause->redefines = kind == CLAUSE_REDEFINES;
     clause->renames = kind == CLAUSE_RENAMES;
     clause->conditions = kind == CLAUSE_CONDITIONS;
-    copy_text(clause->first_name, first);
-    copy_text(clause->second_name, second);
+    set_text(clause->first_name, first);
+    set_text(clause->second_name, second);
     return true;
 }
 
@@ -155,8 +157,8 @@ void default_picture(const char *picture)
 {
     if (state.cur_picture[0] == '\0')
         copy_text(state.cur_picture, picture);
-    if (state.cur_field->picture[0] == '\0')
-        copy_text(state.cur_field->picture, picture);
+    if (state.cur_field->picture.empty())
+        set_text(state.cur_field->picture, picture);
 }
 
 enum WordTest { CONTAINS, EQUALS };
@@ -205,7 +207,7 @@ bool begin_file(const char *name)
 {
     // deliberate: only the file in work is compared; an earlier file of the
     // same name further back is not continued.
-    if (state.cur_file != nullptr && std::strcmp(state.cur_file->name, name) == 0)
+    if (state.cur_file != nullptr && std::strcmp(state.cur_file->name.c_str(), name) == 0)
         return true;
     return append_file(name);
 }
@@ -215,18 +217,18 @@ void set_file_path(const char *literal)
     copy_text(state.cur_path, literal);
     strip_literal(state.cur_path);
     copy_text(state.cur_file->path, state.cur_path);
-    copy_text(state.cur_file->organization, "INDEXED");
+    set_text(state.cur_file->organization, "INDEXED");
 }
 
 void set_organization(const char *organization)
 {
     if (state.cur_file != nullptr)
-        copy_text(state.cur_file->organization, organization);
+        set_text(state.cur_file->organization, organization);
 }
 
 void set_record_format(const char *mode)
 {
-    copy_text(state.cur_file->record_format, mode[0] == 'V' ? "VARIABLE" : "FIXED");
+    set_text(state.cur_file->record_format, mode[0] == 'V' ? "VARIABLE" : "FIXED");
 }
 
 bool begin_entry(const char *level, const char *name)
@@ -250,9 +252,9 @@ bool begin_entry(const char *level, const char *name)
     if (field == nullptr)
         return false;
     bool filler = std::strcmp(name, "FILLER") == 0;
-    name_entry(field->name, name, filler);
+    name_item(field, name, filler);
     if (filler)
-        copy_text(state.cur_name, field->name);
+        copy_text(state.cur_name, field->name.c_str());
     field->level = level_no;
 
     if (state.cur_table == nullptr) {
@@ -266,7 +268,7 @@ bool begin_entry(const char *level, const char *name)
     ColumnDef *column = append_record(state.cur_table->columns, state.cur_column, new_column_def);
     if (column == nullptr)
         return false;
-    name_entry(column->name, name, filler);
+    column->name = field->name;
     if (filler)  // one number for both names, across the whole source
         state.filler_no = add32(state.filler_no, 1);
     column->field = field;
@@ -277,7 +279,7 @@ void set_picture(const char *picture)
 {
     copy_text(state.cur_picture, picture);  // deliberate: on any level, 01 included
     if (entry_guard())
-        copy_text(state.cur_field->picture, picture, SOURCE_PICTURE_WIDTH);
+        set_text(state.cur_field->picture, picture, SOURCE_PICTURE_WIDTH);
 }
 
 void set_usage_comp(const char *text, const char *digit_order)
@@ -290,8 +292,8 @@ void set_usage_comp(const char *text, const char *digit_order)
         if (std::strchr(text, *digit) == nullptr)
             continue;
         field->usage = static_cast<std::int16_t>(*digit - '0');
-        if (*digit == '2' && field->picture[0] == '\0') {
-            copy_text(field->picture, "S9(4)");
+        if (*digit == '2' && field->picture.empty()) {
+            set_text(field->picture, "S9(4)");
             copy_text(state.cur_picture, "S9(4)");
         }
         return;
@@ -363,10 +365,16 @@ bool set_value(const char *literal)
     FieldDef *field = state.cur_field;
     if (field->level == 88 || field->level == 78)
         return claim_clause(CLAUSE_CONDITIONS, literal, "");
-    copy_text(field->value, literal);
-    strip_literal(field->value);
+    if (literal[0] == '\'' || literal[0] == '"') {
+        char stripped[VALUE_WIDTH + 1];
+        copy_text(stripped, literal);
+        strip_literal(stripped);
+        copy_text(field->value, stripped);
+    } else {
+        set_text(field->value, literal);
+    }
     if (state.cur_column != nullptr)
-        copy_text(state.cur_column->value, field->value);
+        state.cur_column->value = field->value;
     return true;
 }
 

@@ -27,7 +27,7 @@ TEST(Picture, CountsScaleAndClass)
     };
     for (const Row &row : rows) {
         FieldDef field{};
-        copy_text(field.picture, row.picture);
+        set_text(field.picture, row.picture);
         PictureInfo info = analyse_picture(&field);
         EXPECT_EQ(info.digit_count, row.digits) << row.picture;
         EXPECT_EQ(info.scale, row.scale) << row.picture;
@@ -36,7 +36,7 @@ TEST(Picture, CountsScaleAndClass)
     }
     FieldDef field{};
     field.sign = 4;  // an S overrides SIGN LEADING SEPARATE
-    copy_text(field.picture, "S9(00000000000000000000000000007)");  // cut at 32, the ')' is lost
+    set_text(field.picture, "S9(00000000000000000000000000007)");  // cut at 32, the ')' is lost
     EXPECT_EQ(analyse_picture(&field).digit_count, 7);
     EXPECT_EQ(field.sign, 1);
 }
@@ -46,13 +46,13 @@ std::string mapped(const char *picture, std::int16_t usage, std::int16_t sign, s
 {
     FieldDef f{};
     ColumnDef c{};
-    copy_text(f.picture, picture);
+    set_text(f.picture, picture);
     f.usage = usage, f.sign = sign, state.hpux = hpux;
     state.cur_field = &f, state.cur_column = &c;
     map_storage(analyse_picture(&f));
     char text[160];
-    std::snprintf(text, sizeof text, "%s %d %d %d; %s %d", f.type_name, f.size, f.display_size, f.scale,
-                  c.type_name, c.length);
+    std::snprintf(text, sizeof text, "%s %d %d %d; %s %d", type_text(f.type_name), f.size, f.display_size,
+                  f.scale, type_text(c.type_name), c.length);
     return text;
 }
 
