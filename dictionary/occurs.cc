@@ -6,20 +6,35 @@
 
 namespace {
 
+// Appends `text` to a composed text, which is cut at 64 characters.
+void append(NameText &composed, std::size_t &length, const char *text)
+{
+    for (; *text != '\0' && length < NAME_WIDTH; ++text)
+        composed[length++] = *text;
+    composed[length] = '\0';
+}
+
 // Builds the suffix of occurrence `n`: "_I<n>" behind that of the enclosing
 // occurrence, if any. A suffix longer than 64 characters is cut there.
-void build_suffix(NameText &suffix, const char *outer, int n)
+void build_suffix(NameText &suffix, const char *outer, std::int32_t n)
 {
-    if (outer == nullptr)
-        std::snprintf(suffix, sizeof suffix, "_I%d", n);
-    else
-        std::snprintf(suffix, sizeof suffix, "%s_I%d", outer, n);
+    char digits[12];
+    std::size_t k = sizeof digits - 1;
+    digits[k] = '\0';
+    for (std::uint32_t rest = static_cast<std::uint32_t>(n); rest != 0 || k == sizeof digits - 1; rest /= 10)
+        digits[--k] = static_cast<char>('0' + rest % 10);
+    std::size_t length = 0;
+    append(suffix, length, outer != nullptr ? outer : "");
+    append(suffix, length, "_I");
+    append(suffix, length, digits + k);
 }
 
 // Builds a composed name, cut at 64 characters when it comes out longer.
 void compose_name(NameText &composed, const char *name, const char *suffix)
 {
-    std::snprintf(composed, sizeof composed, "%s%s", name, suffix);
+    std::size_t length = 0;
+    append(composed, length, name);
+    append(composed, length, suffix);
 }
 
 // The FIELD row of one occurrence of `item`, counted for this call's dots.
@@ -77,7 +92,7 @@ void expand_field_rows(FieldDef *item, const char *suffix, std::FILE *out,
     std::int32_t progress = 0;  // deliberate: each call counts its dots alone
     for (std::int64_t n = 1; n <= item->occurs; ++n) {  // wide: n passes any count
         state.cur_field = item;
-        build_suffix(own_suffix, suffix, static_cast<int>(n));
+        build_suffix(own_suffix, suffix, static_cast<std::int32_t>(n));
         std::int32_t step = mul32(static_cast<std::int32_t>(n - 1), item->size);
         std::int32_t base = add32(base_offset, step);
         emit_field_row(out, item, own_suffix, add32(base, item->offset), progress);
@@ -106,7 +121,7 @@ void expand_column_rows(ColumnDef *column, const char *suffix, std::FILE *out,
     const std::int32_t level = column->field->level;
     for (std::int64_t n = 1; n <= column->field->occurs; ++n) {  // wide: n passes any count
         state.cur_column = column;
-        build_suffix(own_suffix, suffix, static_cast<int>(n));
+        build_suffix(own_suffix, suffix, static_cast<std::int32_t>(n));
         emit_column_row(out, column, own_suffix, db_name, table_name, progress);
         while (next_column_in_group(level)) {
             ColumnDef *member = state.cur_column->next;

@@ -1,6 +1,6 @@
 // What the writer and the expansion of repeated items share: the FIELD and
-// COLUMN row formats, the FILLER filters, the dash conversion and the
-// progress dots. Internal to dictionary/.
+// COLUMN rows, the FILLER filters, the dash conversion and the progress dots.
+// Internal to dictionary/.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,8 @@
 // A working text of the writer: table, column and composed names.
 using NameText = char[NAME_WIDTH + 1];
 
-// Counts one candidate row; a "." goes to standard output at each thousand.
+// Counts one candidate row; a "." goes to standard output at each thousand,
+// behind the rows made so far.
 void count_progress(std::int32_t &count);
 
 // Copies `src` with each "-" made "_", up to the terminator or 64 characters.
@@ -27,5 +28,4 @@ void write_field_row(std::FILE *out, const char *file_name, const FieldDef *item
                      const char *item_name, std::int32_t offset);
 // One COLUMN row of `column` under the given database, table, column and item names.
 void write_column_row(std::FILE *out, const ColumnDef *column, const char *db_name,
-                      const char *table_name, const char *column_name,
-                      const char *item_name);
+                      const char *table_name, const char *column_name, const char *item_name);

@@ -12,6 +12,80 @@ namespace {
 // The store kind that the reading software expects in the DB row.
 constexpr const char *STORE_KIND = "DISAM";
 
+// Room for the longest row: every text of a row at its width, and numbers.
+constexpr std::size_t ROW_ROOM = 1024;
+
+// Rows are made in one large buffer and written to their stream in big
+// blocks. The buffer is emptied before each dot and before the stream is
+// closed, so that on standard output rows, dots and messages keep their order.
+struct RowBuffer {
+    char chars[std::size_t{1} << 16];
+    std::size_t length;  // characters made and not yet written
+    std::FILE *out;      // the stream they go to
+};
+
+RowBuffer rows;
+
+// Writes the rows made so far.
+void flush_rows()
+{
+    if (rows.length != 0)
+        std::fwrite(rows.chars, 1, rows.length, rows.out);
+    rows.length = 0;
+}
+
+// Starts a row for `out`, with room for it in the buffer.
+void begin_row(std::FILE *out)
+{
+    if (out != rows.out || rows.length > sizeof rows.chars - ROW_ROOM)
+        flush_rows();
+    rows.out = out;
+}
+
+// Appends `n` characters; the buffer is never overrun.
+void put_chars(const char *chars, std::size_t n)
+{
+    std::size_t room = sizeof rows.chars - rows.length;
+    std::memcpy(rows.chars + rows.length, chars, n < room ? n : room);
+    rows.length += n < room ? n : room;
+}
+
+// Appends a text as it stands.
+void put(const char *text)
+{
+    put_chars(text, std::strlen(text));
+}
+
+// Appends a constant piece of a row, whose length is known.
+template <std::size_t N>
+void put_literal(const char (&piece)[N])
+{
+    put_chars(piece, N - 1);
+}
+
+// Appends a text column: the text in double quotes and a comma behind.
+void put_quoted(const char *text)
+{
+    put_literal("\"");
+    put(text);
+    put_literal("\",");
+}
+
+// Appends a number in plain decimal, with a minus when negative.
+void put_number(std::int32_t n)
+{
+    char digits[11];
+    std::size_t k = sizeof digits;
+    std::uint32_t magnitude = n < 0 ? 0u - static_cast<std::uint32_t>(n) : static_cast<std::uint32_t>(n);
+    do {
+        digits[--k] = static_cast<char>('0' + magnitude % 10);
+        magnitude /= 10;
+    } while (magnitude != 0);
+    if (n < 0)
+        put_literal("-");
+    put_chars(digits + k, sizeof digits - k);
+}
+
 // Counts of the rows of one run that are not kept in LayoutState.
 struct WalkCounts {
     std::int32_t progress;  // candidate rows of this Part's walks, for the dots
@@ -82,8 +156,13 @@ void write_file_rows(std::FILE *out, WalkCounts &counts)
         count_progress(counts.progress);
         if (file->record_length == 0)
             file->record_length = 1;
-        std::fprintf(out, "\"FILE\",\"%s\",\"%s\",\"%s\",%d\n", file->name.c_str(),
-                     file->organization.c_str(), file->record_format.c_str(), file->record_length);
+        begin_row(out);
+        put_literal("\"FILE\",");
+        put_quoted(file->name.c_str());
+        put_quoted(file->organization.c_str());
+        put_quoted(file->record_format.c_str());
+        put_number(file->record_length);
+        put_literal("\n");
         counts.files = add32(counts.files, 1);
     }
 }
@@ -124,8 +203,14 @@ void write_table_walk(std::FILE *out, const char *db_name, WalkCounts &counts)
              state.cur_table = state.cur_table->next) {
             convert_dashes(table_name, state.cur_table->name.c_str());
             count_progress(counts.progress);
-            std::fprintf(out, "\"TABLE\",\"%s\",\"%s\",\"TABLE\",\"%s\",\"%s\",\"\"\n",
-                         db_name, table_name, file->name.c_str(), path);
+            begin_row(out);
+            put_literal("\"TABLE\",");
+            put_quoted(db_name);
+            put_quoted(table_name);
+            put_literal("\"TABLE\",");
+            put_quoted(file->name.c_str());
+            put_quoted(path);
+            put_literal("\"\"\n");
             counts.tables = add32(counts.tables, 1);
         }
     }
@@ -188,11 +273,12 @@ void write_statistics(const WalkCounts &counts)
 
 }  // namespace
 
-// One more candidate row; a dot at each thousand.
+// One more candidate row; a dot at each thousand, behind the rows before it.
 void count_progress(std::int32_t &count)
 {
     count = add32(count, 1);
     if (count % 1000 == 0) {
+        flush_rows();
         std::fputc('.', stdout);
         std::fflush(stdout);
     }
@@ -226,9 +312,21 @@ void write_field_row(std::FILE *out, const char *file_name, const FieldDef *item
                      const char *item_name, std::int32_t offset)
 {
     // deliberate: nothing is escaped; a quote in a VALUE breaks its row.
-    std::fprintf(out, "\"FIELD\",\"%s\",\"%s\",\"%s\",%d,%d,%d,%d,0,\"%s\",\"%s\"\n",
-                 file_name, item_name, type_text(item->type_name), offset, item->size,
-                 item->display_size, item->scale, "", item->value.c_str());
+    begin_row(out);
+    put_literal("\"FIELD\",");
+    put_quoted(file_name);
+    put_quoted(item_name);
+    put_quoted(type_text(item->type_name));
+    put_number(offset);
+    put_literal(",");
+    put_number(item->size);
+    put_literal(",");
+    put_number(item->display_size);
+    put_literal(",");
+    put_number(item->scale);
+    put_literal(",0,\"\",\"");
+    put(item->value.c_str());
+    put_literal("\"\n");
 }
 
 // One COLUMN row; the names come from the caller.
@@ -236,9 +334,17 @@ void write_column_row(std::FILE *out, const ColumnDef *column, const char *db_na
                       const char *table_name, const char *column_name,
                       const char *item_name)
 {
-    std::fprintf(out, "\"COLUMN\",\"%s\",\"%s\",\"%s\",\"%s\",\"%s\",%d,1,1,\"%s\"\n",
-                 db_name, table_name, column_name, item_name, type_text(column->type_name),
-                 column->length, column->value.c_str());
+    begin_row(out);
+    put_literal("\"COLUMN\",");
+    put_quoted(db_name);
+    put_quoted(table_name);
+    put_quoted(column_name);
+    put_quoted(item_name);
+    put_quoted(type_text(column->type_name));
+    put_number(column->length);
+    put_literal(",1,1,\"");
+    put(column->value.c_str());
+    put_literal("\"\n");
 }
 
 // Prompts, writes the five kinds of rows in order, closes, reports.
@@ -257,9 +363,15 @@ void write_dictionary(std::FILE *out)
     state.column_rows = 0;
     write_file_rows(out, counts);
     write_field_walk(out, counts);
-    std::fprintf(out, "\"DB\",\"%s\",\"%s\",\"%s\",\"\"\n", db_name, directory, STORE_KIND);
+    begin_row(out);
+    put_literal("\"DB\",");
+    put_quoted(db_name);
+    put_quoted(directory);
+    put_quoted(STORE_KIND);
+    put_literal("\"\"\n");
     write_table_walk(out, db_name, counts);
     write_column_walk(out, db_name, counts);
+    flush_rows();
 
     // Standard output carries the messages and stays open.
     if (out != stdout)
