@@ -297,14 +297,14 @@ void convert_dashes(NameText &dst, const char *src)
 bool field_row_hidden(const char *item_name)
 {
     // deliberate: a name the source gave, such as FILLER-DATE, goes as well.
-    return state.hide_fillers != 0 && (std::strncmp(item_name, "FILLER_", 7) == 0 ||
-                                       std::strncmp(item_name, "FILLER-", 7) == 0);
+    return state.hide_fillers != 0 && item_name[0] == 'F' &&
+           (std::strncmp(item_name, "FILLER_", 7) == 0 || std::strncmp(item_name, "FILLER-", 7) == 0);
 }
 
 // FILLER filter of COLUMN rows: only "FILLER_" counts here.
 bool column_row_hidden(const char *name)
 {
-    return state.hide_fillers != 0 && std::strncmp(name, "FILLER_", 7) == 0;
+    return state.hide_fillers != 0 && name[0] == 'F' && std::strncmp(name, "FILLER_", 7) == 0;
 }
 
 // One FIELD row; the name and offset come from the caller.

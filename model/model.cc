@@ -87,8 +87,22 @@ void *arena_alloc(std::size_t size)
 
 std::int32_t text_to_int(const char *text)
 {
-    long v = std::strtol(text, nullptr, 10);
-    return wrap32(static_cast<std::uint32_t>(v));
+    // strtol's reading, by hand: it costs a locale lookup per number.
+    const char *p = text;
+    while (*p == ' ' || (*p >= '\t' && *p <= '\r'))
+        ++p;
+    bool negative = *p == '-';
+    if (*p == '+' || *p == '-')
+        ++p;
+    // A long holds up to 2^63 - 1 and down to -2^63; beyond, strtol clamps.
+    const std::uint64_t limit = negative ? std::uint64_t{1} << 63 : (std::uint64_t{1} << 63) - 1;
+    std::uint64_t magnitude = 0;
+    for (; *p >= '0' && *p <= '9'; ++p) {
+        unsigned digit = static_cast<unsigned>(*p - '0');
+        magnitude = magnitude > (limit - digit) / 10 ? limit : magnitude * 10 + digit;
+    }
+    std::uint64_t value = negative ? 0 - magnitude : magnitude;
+    return wrap32(static_cast<std::uint32_t>(value));
 }
 
 FileDef *new_file_def(FileDef *after)
@@ -172,28 +186,22 @@ void release_column_def(ColumnDef *column)
     free_columns = column;
 }
 
-// deliberate: a search for the bare word FILLER matches any generated
-// FILLER_n (and anything else that begins so).
-static bool field_name_matches(const char *name, const char *wanted)
-{
-    if (std::strcmp(wanted, "FILLER") == 0)
-        return std::strncmp(name, wanted, 6) == 0;
-    return std::strcmp(name, wanted) == 0;
-}
-
 FieldDef *find_field(const char *name)
 {
     // Names are compared as stored, so the search text is cut the same way.
     char wanted[NAME_WIDTH + 1];
     copy_text(wanted, name);
+    // deliberate: a search for the bare word FILLER matches any generated
+    // FILLER_n (and anything else that begins so); other names match whole.
+    std::size_t compared = std::strcmp(wanted, "FILLER") == 0 ? 6 : sizeof wanted;
     if (state.cur_field != nullptr) {
         for (FieldDef *f = state.cur_field->prev; f != nullptr; f = f->prev)
-            if (field_name_matches(f->name.c_str(), wanted))
+            if (std::strncmp(f->name.c_str(), wanted, compared) == 0)
                 return f;
     }
     if (state.cur_file != nullptr && state.cur_file->prev != nullptr) {
         for (FieldDef *f = state.cur_file->prev->fields; f != nullptr; f = f->next)
-            if (field_name_matches(f->name.c_str(), wanted))
+            if (std::strncmp(f->name.c_str(), wanted, compared) == 0)
                 return f;
     }
     return nullptr;

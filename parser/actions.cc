@@ -9,10 +9,13 @@
 
 namespace {
 
-// Level number of the entry in work, read as atoi reads it.
+// Level number of the entry in work, read as atoi reads it from
+// state.level_text when the entry begins; every clause asks for it.
+std::int32_t entry_level_no = 0;
+
 std::int32_t entry_level()
 {
-    return text_to_int(state.level_text);
+    return entry_level_no;
 }
 
 // Clause actions on a level 01 entry have no effect. During a 01 entry
@@ -235,7 +238,7 @@ bool begin_entry(const char *level, const char *name)
 {
     copy_text(state.level_text, level);
     copy_text(state.cur_name, name);
-    std::int32_t level_no = entry_level();
+    std::int32_t level_no = entry_level_no = text_to_int(state.level_text);
 
     bool new_file = state.cur_file == nullptr ||
                     (state.multi_record == 1 && level_no == 1 && state.cur_file->fields != nullptr);
