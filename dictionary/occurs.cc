@@ -38,7 +38,7 @@ void compose_name(NameText &composed, const char *name, const char *suffix)
 }
 
 // The FIELD row of one occurrence of `item`, counted for this call's dots.
-void emit_field_row(std::FILE *out, const FieldDef *item, const char *suffix,
+void emit_field_row(std::FILE *out, const RowHead &head, const FieldDef *item, const char *suffix,
                     std::int32_t offset, std::int32_t &progress)
 {
     NameText item_name;
@@ -48,13 +48,13 @@ void emit_field_row(std::FILE *out, const FieldDef *item, const char *suffix,
     count_progress(progress);
     if (field_row_hidden(item_name))
         return;
-    write_field_row(out, state.cur_file->name.c_str(), item, item_name, offset);
+    write_field_row(out, head, item, item_name, offset);
     state.field_rows = add32(state.field_rows, 1);
 }
 
 // The COLUMN row of one occurrence of `column`, counted for this call's dots.
 void emit_column_row(std::FILE *out, ColumnDef *column, const char *suffix,
-                     const char *db_name, const char *table_name, std::int32_t &progress)
+                     const RowHead &head, std::int32_t &progress)
 {
     const FieldDef *item = column->field;
     NameText column_name;
@@ -71,7 +71,7 @@ void emit_column_row(std::FILE *out, ColumnDef *column, const char *suffix,
     // FILLER-X keeps the COLUMN rows that its FIELD rows lose.
     if (column_row_hidden(item_name))
         return;
-    write_column_row(out, column, db_name, table_name, column_name, item_name);
+    write_column_row(out, head, column, column_name, item_name);
     state.column_rows = add32(state.column_rows, 1);
 }
 
@@ -89,13 +89,15 @@ void expand_field_rows(FieldDef *item, const char *suffix, std::FILE *out,
                        std::int32_t base_offset)
 {
     NameText own_suffix;
+    RowHead head;
+    field_row_head(head, state.cur_file->name.c_str());
     std::int32_t progress = 0;  // deliberate: each call counts its dots alone
     for (std::int64_t n = 1; n <= item->occurs; ++n) {  // wide: n passes any count
         state.cur_field = item;
         build_suffix(own_suffix, suffix, static_cast<std::int32_t>(n));
         std::int32_t step = mul32(static_cast<std::int32_t>(n - 1), item->size);
         std::int32_t base = add32(base_offset, step);
-        emit_field_row(out, item, own_suffix, add32(base, item->offset), progress);
+        emit_field_row(out, head, item, own_suffix, add32(base, item->offset), progress);
         // deliberate: the item list runs through all records of the file, so
         // a group can take in the first items of the next record.
         while (state.cur_field->next != nullptr && state.cur_field->next->level > item->level) {
@@ -104,7 +106,7 @@ void expand_field_rows(FieldDef *item, const char *suffix, std::FILE *out,
                 expand_field_rows(member, own_suffix, out, base);
                 continue;
             }
-            emit_field_row(out, member, own_suffix, add32(base, member->offset), progress);
+            emit_field_row(out, head, member, own_suffix, add32(base, member->offset), progress);
             state.cur_field = member;
         }
     }
@@ -116,20 +118,22 @@ void expand_column_rows(ColumnDef *column, const char *suffix, std::FILE *out,
 {
     NameText table_name;
     NameText own_suffix;
+    RowHead head;
     std::int32_t progress = 0;  // deliberate: each call counts its dots alone
     convert_dashes(table_name, state.cur_table->name.c_str());
+    column_row_head(head, db_name, table_name);
     const std::int32_t level = column->field->level;
     for (std::int64_t n = 1; n <= column->field->occurs; ++n) {  // wide: n passes any count
         state.cur_column = column;
         build_suffix(own_suffix, suffix, static_cast<std::int32_t>(n));
-        emit_column_row(out, column, own_suffix, db_name, table_name, progress);
+        emit_column_row(out, column, own_suffix, head, progress);
         while (next_column_in_group(level)) {
             ColumnDef *member = state.cur_column->next;
             if (member->field->occurs > 1) {
                 expand_column_rows(member, own_suffix, out, db_name);
                 continue;
             }
-            emit_column_row(out, member, own_suffix, db_name, table_name, progress);
+            emit_column_row(out, member, own_suffix, head, progress);
             state.cur_column = member;
         }
     }

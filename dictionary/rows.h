@@ -23,9 +23,19 @@ bool field_row_hidden(const char *item_name);
 // True when the filter is on and a COLUMN row judged by this name is left out.
 bool column_row_hidden(const char *name);
 
-// One FIELD row of `item` in the file `file_name`, under `item_name` at `offset`.
-void write_field_row(std::FILE *out, const char *file_name, const FieldDef *item,
+// The start of every FIELD row of one file, "FIELD","<file>", or of every
+// COLUMN row of one table, "COLUMN","<database>","<table>", made once.
+struct RowHead {
+    char chars[16 + 3 * (NAME_WIDTH + 3)];
+    std::size_t length;
+};
+void field_row_head(RowHead &head, const char *file_name);
+void column_row_head(RowHead &head, const char *db_name, const char *table_name);
+
+// One FIELD row of `item` behind the head of its file, under `item_name` at `offset`.
+void write_field_row(std::FILE *out, const RowHead &head, const FieldDef *item,
                      const char *item_name, std::int32_t offset);
-// One COLUMN row of `column` under the given database, table, column and item names.
-void write_column_row(std::FILE *out, const ColumnDef *column, const char *db_name,
-                      const char *table_name, const char *column_name, const char *item_name);
+// One COLUMN row of `column` behind the head of its table, under the column
+// and item names given.
+void write_column_row(std::FILE *out, const RowHead &head, const ColumnDef *column,
+                      const char *column_name, const char *item_name);

@@ -42,12 +42,15 @@ void begin_row(std::FILE *out)
     rows.out = out;
 }
 
-// Appends `n` characters; the buffer is never overrun.
+// Appends `n` characters; the buffer is never overrun (a row, begun with
+// room for the longest, never comes near its end).
 void put_chars(const char *chars, std::size_t n)
 {
     std::size_t room = sizeof rows.chars - rows.length;
-    std::memcpy(rows.chars + rows.length, chars, n < room ? n : room);
-    rows.length += n < room ? n : room;
+    if (n > room)
+        n = room;
+    std::memcpy(rows.chars + rows.length, chars, n);
+    rows.length += n;
 }
 
 // Appends a text as it stands.
@@ -88,7 +91,7 @@ void put_number(std::int32_t n)
 
 // Counts of the rows of one run that are not kept in LayoutState.
 struct WalkCounts {
-    std::int32_t progress;  // candidate rows of this Part's walks, for the dots
+    std::int32_t progress;  // candidate rows of the walks here, for the dots
     std::int32_t files;     // FILE rows written
     std::int32_t tables;    // TABLE rows written
 };
@@ -171,8 +174,10 @@ void write_file_rows(std::FILE *out, WalkCounts &counts)
 // the last item of their group.
 void write_field_walk(std::FILE *out, WalkCounts &counts)
 {
+    RowHead head;
     for (state.cur_file = state.files; state.cur_file != nullptr;
          state.cur_file = state.cur_file->next) {
+        field_row_head(head, state.cur_file->name.c_str());
         for (state.cur_field = state.cur_file->fields; state.cur_field != nullptr;
              state.cur_field = state.cur_field->next) {
             FieldDef *item = state.cur_field;
@@ -185,7 +190,7 @@ void write_field_walk(std::FILE *out, WalkCounts &counts)
             count_progress(counts.progress);
             if (field_row_hidden(item->name.c_str()))
                 continue;
-            write_field_row(out, state.cur_file->name.c_str(), item, item->name.c_str(), item->offset);
+            write_field_row(out, head, item, item->name.c_str(), item->offset);
             state.field_rows = add32(state.field_rows, 1);
         }
     }
@@ -222,7 +227,9 @@ void write_table_columns(std::FILE *out, const char *db_name, WalkCounts &counts
 {
     NameText table_name;
     NameText column_name;
+    RowHead head;
     convert_dashes(table_name, state.cur_table->name.c_str());
+    column_row_head(head, db_name, table_name);
     for (state.cur_column = state.cur_table->columns; state.cur_column != nullptr;
          state.cur_column = state.cur_column->next) {
         ColumnDef *column = state.cur_column;
@@ -242,7 +249,7 @@ void write_table_columns(std::FILE *out, const char *db_name, WalkCounts &counts
         // deliberate: judged by the converted name, so FILLER-X goes too.
         if (column_row_hidden(column_name))
             continue;
-        write_column_row(out, column, db_name, table_name, column_name, item->name.c_str());
+        write_column_row(out, head, column, column_name, item->name.c_str());
         state.column_rows = add32(state.column_rows, 1);
     }
 }
@@ -307,14 +314,35 @@ bool column_row_hidden(const char *name)
     return state.hide_fillers != 0 && name[0] == 'F' && std::strncmp(name, "FILLER_", 7) == 0;
 }
 
+// The head of the FIELD rows of a file.
+void field_row_head(RowHead &head, const char *file_name)
+{
+    std::size_t n = text_length(file_name, NAME_WIDTH);
+    std::memcpy(head.chars, "\"FIELD\",\"", 9);
+    std::memcpy(head.chars + 9, file_name, n);
+    std::memcpy(head.chars + 9 + n, "\",", 2);
+    head.length = 11 + n;
+}
+
+// The head of the COLUMN rows of a table.
+void column_row_head(RowHead &head, const char *db_name, const char *table_name)
+{
+    std::size_t db = text_length(db_name, NAME_WIDTH), table = text_length(table_name, NAME_WIDTH);
+    std::memcpy(head.chars, "\"COLUMN\",\"", 10);
+    std::memcpy(head.chars + 10, db_name, db);
+    std::memcpy(head.chars + 10 + db, "\",\"", 3);
+    std::memcpy(head.chars + 13 + db, table_name, table);
+    std::memcpy(head.chars + 13 + db + table, "\",", 2);
+    head.length = 15 + db + table;
+}
+
 // One FIELD row; the name and offset come from the caller.
-void write_field_row(std::FILE *out, const char *file_name, const FieldDef *item,
+void write_field_row(std::FILE *out, const RowHead &head, const FieldDef *item,
                      const char *item_name, std::int32_t offset)
 {
     // deliberate: nothing is escaped; a quote in a VALUE breaks its row.
     begin_row(out);
-    put_literal("\"FIELD\",");
-    put_quoted(file_name);
+    put_chars(head.chars, head.length);
     put_quoted(item_name);
     put_quoted(type_text(item->type_name));
     put_number(offset);
@@ -330,14 +358,11 @@ void write_field_row(std::FILE *out, const char *file_name, const FieldDef *item
 }
 
 // One COLUMN row; the names come from the caller.
-void write_column_row(std::FILE *out, const ColumnDef *column, const char *db_name,
-                      const char *table_name, const char *column_name,
-                      const char *item_name)
+void write_column_row(std::FILE *out, const RowHead &head, const ColumnDef *column,
+                      const char *column_name, const char *item_name)
 {
     begin_row(out);
-    put_literal("\"COLUMN\",");
-    put_quoted(db_name);
-    put_quoted(table_name);
+    put_chars(head.chars, head.length);
     put_quoted(column_name);
     put_quoted(item_name);
     put_quoted(type_text(column->type_name));
