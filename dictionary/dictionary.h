@@ -11,6 +11,9 @@
 // Prompts, writes every row to `out`, closes `out` unless it is standard
 // output, and reports the statistics.
 void write_dictionary(std::FILE *out);
+// errno of the first write or the close of a dictionary file (not standard
+// output) that failed, or 0.
+int dictionary_file_error();
 
 // Rows of a repeated item and its group, occurrence by occurrence. `suffix`
 // is that of the enclosing occurrence, null at the outermost call. On return

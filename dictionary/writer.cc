@@ -5,6 +5,7 @@
 #include "dictionary/dictionary.h"
 #include "dictionary/rows.h"
 
+#include <cerrno>
 #include <cstring>
 
 namespace {
@@ -25,12 +26,22 @@ struct RowBuffer {
 };
 
 RowBuffer rows;
+int file_errno = 0;  // errno of the first failed write or close of a dictionary file
+
+// Notes a failed write of the dictionary, with errno as it stands.
+void note_failure(std::FILE *out)
+{
+    if (out == stdout)
+        note_output_failure();
+    else if (file_errno == 0)
+        file_errno = errno != 0 ? errno : EIO;
+}
 
 // Writes the rows made so far.
 void flush_rows()
 {
-    if (rows.length != 0)
-        std::fwrite(rows.chars, 1, rows.length, rows.out);
+    if (rows.length != 0 && std::fwrite(rows.chars, 1, rows.length, rows.out) != rows.length)
+        note_failure(rows.out);
     rows.length = 0;
 }
 
@@ -116,7 +127,7 @@ void read_answer(char (&answer)[N])
 // consumed and makes the answer empty; anything else is pushed back.
 bool answer_is_empty_line()
 {
-    std::fflush(stdout);
+    flush_output();
     int c = std::getc(stdin);
     if (c == '\n' || c == '\r')
         return true;
@@ -275,10 +286,15 @@ void write_statistics(const WalkCounts &counts)
     std::printf("\nTotal number of TABLE definitions         : %d", counts.tables);
     std::printf("\nTotal number of COLUMN definitions        : %d", state.column_rows);
     std::fputs("\n\nConversion completed successfully\n\n", stdout);
-    std::fflush(stdout);
+    flush_output();
 }
 
 }  // namespace
+
+int dictionary_file_error()
+{
+    return file_errno;
+}
 
 // One more candidate row; a dot at each thousand, behind the rows before it.
 void count_progress(std::int32_t &count)
@@ -287,7 +303,7 @@ void count_progress(std::int32_t &count)
     if (count % 1000 == 0) {
         flush_rows();
         std::fputc('.', stdout);
-        std::fflush(stdout);
+        flush_output();
     }
 }
 
@@ -399,7 +415,7 @@ void write_dictionary(std::FILE *out)
     flush_rows();
 
     // Standard output carries the messages and stays open.
-    if (out != stdout)
-        std::fclose(out);
+    if (out != stdout && (std::fclose(out) != 0))
+        note_failure(out);
     write_statistics(counts);
 }

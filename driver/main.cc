@@ -1,6 +1,7 @@
 // The conversion driver: banner, options, the two streams, one parse, the
 // close-out of open groups, and the dictionary.
 #include <cstdio>
+#include <cstring>
 
 #include "dictionary/dictionary.h"
 #include "driver/banner.h"
@@ -30,8 +31,7 @@ void write_usage()
 
 int finish(int status)
 {
-    std::fflush(stdout);
-    return status;
+    return settle_output(status);
 }
 
 }  // namespace
@@ -44,7 +44,8 @@ int main(int argc, char **argv)
         return finish(STATUS_NOT_RUN);
     }
 
-    std::FILE *out = nullptr;  // the dictionary's stream once -o has opened one
+    std::FILE *out = nullptr;       // the dictionary's stream once -o has opened one
+    const char *out_path = nullptr; // its path, for a report of a failed write
     bool scanning = true;
     for (int i = 1; i < argc && scanning; ++i) {
         const char *arg = argv[i];
@@ -78,6 +79,7 @@ int main(int argc, char **argv)
                 if (out != nullptr)
                     std::fclose(out);
                 out = std::fopen(argv[i + 1], "w+");
+                out_path = argv[i + 1];
                 if (out == nullptr) {
                     std::printf("\nError - Failed to open file %s for CSV output\n\n", argv[i + 1]);
                     return finish(STATUS_NOT_RUN);
@@ -99,9 +101,15 @@ int main(int argc, char **argv)
         state.source = stdin;
 
     std::fputs("Parsing COBOL data", stdout);
-    std::fflush(stdout);
+    flush_output();
     yyparse();
     close_final_levels();
     write_dictionary(out);
+    // The specified messages are all written by now; a dictionary file that
+    // could not be written adds a line of its own and the status says so.
+    if (int error = dictionary_file_error()) {
+        std::fprintf(stderr, "tarnmap: cannot write %s: %s\n", out_path, std::strerror(error));
+        return finish(STATUS_WRITE_FAILED);
+    }
     return finish(STATUS_DONE);
 }

@@ -3,6 +3,7 @@
 // Called by every other subsystem.
 #include "model/model.h"
 
+#include <cerrno>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdlib>
@@ -219,10 +220,35 @@ ColumnDef *find_column(const char *name)
     return nullptr;
 }
 
+namespace {
+int output_errno = 0;  // errno of the first write to standard output that failed
+}  // namespace
+
+void note_output_failure()
+{
+    if (output_errno == 0)
+        output_errno = errno != 0 ? errno : EIO;
+}
+
+void flush_output()
+{
+    if (std::fflush(stdout) != 0)
+        note_output_failure();
+}
+
+int settle_output(int status)
+{
+    flush_output();
+    if (status == 2 || !std::ferror(stdout))
+        return status;
+    note_output_failure();  // the failure happened inside a buffered write
+    std::fprintf(stderr, "tarnmap: cannot write standard output: %s\n", std::strerror(output_errno));
+    return STATUS_WRITE_FAILED;
+}
+
 void process_exit(int status)
 {
-    std::fflush(stdout);
-    std::exit(status);
+    std::exit(settle_output(status));
 }
 
 void process_stop(int status, const char *format, ...)

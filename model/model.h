@@ -150,7 +150,7 @@ extern LayoutState state;
 // A copy of `length` bytes of `text`, terminated, that lives until the
 // process ends; null when no memory is left.
 char *arena_text(const char *text, std::size_t length);
-// Flushes standard output and ends the process.
+// Ends the process with the status settle_output gives.
 [[noreturn]] void process_exit(int status);
 
 // Bounded copy into a work buffer: at most its width, or `limit` characters
@@ -243,6 +243,19 @@ void release_column_def(ColumnDef *column);
 FieldDef *find_field(const char *name);
 // Nearest preceding column of that name in the table in work.
 ColumnDef *find_column(const char *name);
+
+// Exit status of a run whose standard output or dictionary file could not
+// be written.
+constexpr int STATUS_WRITE_FAILED = 3;
+
+// Flushes standard output; the first failure is kept for the end of the run.
+void flush_output();
+// Notes that a write to standard output failed, with errno as it stands.
+void note_output_failure();
+// The status a run ends with: flushes standard output and, if it could not
+// be written, says so in one line on standard error and gives status 3. The
+// scanner's internal stops (status 2) stay as they are, without a word.
+int settle_output(int status);
 
 // Ends the process at once: the message on standard output, then `status`.
 [[noreturn]] [[gnu::format(printf, 2, 3)]] void process_stop(int status, const char *format, ...);

@@ -325,7 +325,7 @@ bool set_usage_word(const char *word, bool after_usage)
             default_picture(entry.picture);
         return true;
     }
-    std::fflush(stdout);
+    flush_output();
     std::fprintf(stderr, "\nError - Unsupported USAGE <%s>\n\n", word);
     return false;
 }

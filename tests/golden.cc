@@ -1,7 +1,8 @@
 // Golden end-to-end cases: runs the converter once per case in a fresh folder
 // and compares what it did. A case is one line, ARGS | SOURCE | CHECK | ...,
 // or a block of lines after "=== name". Lines of a block, and checks:
-//   $ -s src.cbl       arguments, @ standing for the repository; default -t src.cbl
+//   $ -s src.cbl       arguments, @ standing for the repository; default -t src.cbl;
+//                      >/dev/full sends standard output there instead
 //   < 01 R.            a line of src.cbl; <*N repeats it N times, # counting 1..N
 //   file NAME: text    a file made before the run      in: text    standard input (DB\n\n)
 //   status: N          exit status (0)                 err: text   standard error (empty)
@@ -37,7 +38,7 @@ const std::map<std::string, Strings> COLUMNS = {
 };
 
 struct Case {
-    std::string name, args = " -t src.cbl", source, input = "DB\n\n", say = "Parsing COBOL data", err;
+    std::string name, args = " -t src.cbl", redirect, source, input = "DB\n\n", say = "Parsing COBOL data", err;
     std::string out = "\1";  // \1: not checked
     int status = 0;
     std::map<std::string, std::string> files, results, rows;
@@ -72,7 +73,8 @@ bool apply(Case &c, const std::string &line, const std::string &root)
     if (line[0] == '$') {
         c.args.clear();
         for (const std::string &arg : split(line.substr(1), " "))
-            c.args += arg.empty() ? "" : " '" + (arg[0] == '@' ? root + arg.substr(1) : arg) + "'";
+            (arg[0] == '>' ? c.redirect : c.args) +=
+                arg.empty() ? "" : arg[0] == '>' ? " " + arg : " '" + (arg[0] == '@' ? root + arg.substr(1) : arg) + "'";
     } else if (line[0] == '<') {
         std::size_t blank = std::min(line.find(' '), line.size());
         int times = line[1] == '*' ? std::stoi(line.substr(2, blank - 2)) : 1;
@@ -165,7 +167,7 @@ bool run_case(const std::string &binary, const Case &c)
     for (const auto &[name, text] : c.files)
         write(name, text);
     write(".in", c.input);
-    int status = std::system(("cd " + dir + " && " + binary + c.args + " <.in >.out 2>.err").c_str());
+    int status = std::system(("cd " + dir + " && " + binary + c.args + " <.in >.out 2>.err" + c.redirect).c_str());
 
     bool ok = true;
     auto check = [&](const std::string &what, const std::string &want, const std::string &got) {
@@ -176,7 +178,8 @@ bool run_case(const std::string &binary, const Case &c)
     };
     check("status", std::to_string(c.status), std::to_string(WEXITSTATUS(status)));
     std::string out = read_file(dir + "/.out"), banner = TARNMAP_BANNER;
-    check("banner", banner, out.substr(0, banner.size()));
+    if (c.redirect.empty())
+        check("banner", banner, out.substr(0, banner.size()));
     out.erase(0, banner.size());
     if (c.out != "\1")
         check("standard output", c.out, out);
