@@ -9,8 +9,9 @@ namespace {
 // Appends `text` to a composed text, which is cut at 64 characters.
 void append(NameText &composed, std::size_t &length, const char *text)
 {
-    for (; *text != '\0' && length < NAME_WIDTH; ++text)
-        composed[length++] = *text;
+    std::size_t n = text_length(text, NAME_WIDTH - length);
+    std::memcpy(composed + length, text, n);
+    length += n;
     composed[length] = '\0';
 }
 

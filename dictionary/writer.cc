@@ -13,8 +13,11 @@ namespace {
 // The store kind that the reading software expects in the DB row.
 constexpr const char *STORE_KIND = "DISAM";
 
-// Room for the longest row: every text of a row at its width, and numbers.
+// Room for the longest row: a row has at most six texts, each cut to at
+// most the widest member's width, and at most five numbers of 11 characters.
+constexpr std::size_t TEXT_ROOM = PATH_WIDTH;
 constexpr std::size_t ROW_ROOM = 1024;
+static_assert(ROW_ROOM > 6 * (TEXT_ROOM + 3) + 5 * 12 + 64, "a row fits the room begun for it");
 
 // Rows are made in one large buffer and written to their stream in big
 // blocks. The buffer is emptied before each dot and before the stream is
@@ -53,21 +56,18 @@ void begin_row(std::FILE *out)
     rows.out = out;
 }
 
-// Appends `n` characters; the buffer is never overrun (a row, begun with
-// room for the longest, never comes near its end).
+// Appends `n` characters; begin_row has left room for the whole row.
 void put_chars(const char *chars, std::size_t n)
 {
-    std::size_t room = sizeof rows.chars - rows.length;
-    if (n > room)
-        n = room;
     std::memcpy(rows.chars + rows.length, chars, n);
     rows.length += n;
 }
 
-// Appends a text as it stands.
+// Appends a text as it stands, of at most TEXT_ROOM characters like every
+// text of a row.
 void put(const char *text)
 {
-    put_chars(text, std::strlen(text));
+    put_chars(text, text_length(text, TEXT_ROOM));
 }
 
 // Appends a constant piece of a row, whose length is known.
@@ -80,14 +80,21 @@ void put_literal(const char (&piece)[N])
 // Appends a text column: the text in double quotes and a comma behind.
 void put_quoted(const char *text)
 {
-    put_literal("\"");
-    put(text);
-    put_literal("\",");
+    std::size_t n = text_length(text, TEXT_ROOM);
+    char *at = rows.chars + rows.length;
+    at[0] = '"';
+    std::memcpy(at + 1, text, n);
+    std::memcpy(at + 1 + n, "\",", 2);
+    rows.length += n + 3;
 }
 
 // Appends a number in plain decimal, with a minus when negative.
 void put_number(std::int32_t n)
 {
+    if (n >= 0 && n < 10) {  // most sizes and scales
+        rows.chars[rows.length++] = static_cast<char>('0' + n);
+        return;
+    }
     char digits[11];
     std::size_t k = sizeof digits;
     std::uint32_t magnitude = n < 0 ? 0u - static_cast<std::uint32_t>(n) : static_cast<std::uint32_t>(n);
@@ -310,10 +317,12 @@ void count_progress(std::int32_t &count)
 // Table and column names: dashes become underscores, at most 64 characters.
 void convert_dashes(NameText &dst, const char *src)
 {
-    std::size_t i = 0;
-    for (; i < NAME_WIDTH && src[i] != '\0'; ++i)
-        dst[i] = src[i] == '-' ? '_' : src[i];
-    dst[i] = '\0';
+    std::size_t n = text_length(src, NAME_WIDTH);
+    std::memmove(dst, src, n);  // src may be dst itself
+    dst[n] = '\0';
+    for (char *dash = static_cast<char *>(std::memchr(dst, '-', n)); dash != nullptr;
+         dash = static_cast<char *>(std::memchr(dash + 1, '-', n - static_cast<std::size_t>(dash + 1 - dst))))
+        *dash = '_';
 }
 
 // FILLER filter of FIELD rows: the name's first seven characters decide.

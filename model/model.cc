@@ -68,6 +68,19 @@ void *take(Chunk &chunk, std::size_t size)
 }
 }  // namespace
 
+void arena_release()
+{
+    while (blocks != nullptr) {
+        BlockHead *next = blocks->next;
+        std::free(blocks);
+        blocks = next;
+    }
+    record_chunk = Chunk{};
+    text_chunk = Chunk{};
+    free_fields = nullptr;
+    free_columns = nullptr;
+}
+
 void *arena_alloc(std::size_t size)
 {
     std::size_t rounded = (size + ALIGN - 1) & ~(ALIGN - 1);
@@ -97,10 +110,14 @@ std::int32_t text_to_int(const char *text)
         ++p;
     // A long holds up to 2^63 - 1 and down to -2^63; beyond, strtol clamps.
     const std::uint64_t limit = negative ? std::uint64_t{1} << 63 : (std::uint64_t{1} << 63) - 1;
+    const std::uint64_t safe = (limit - 9) / 10;  // below it, one more digit cannot pass the limit
     std::uint64_t magnitude = 0;
     for (; *p >= '0' && *p <= '9'; ++p) {
         unsigned digit = static_cast<unsigned>(*p - '0');
-        magnitude = magnitude > (limit - digit) / 10 ? limit : magnitude * 10 + digit;
+        if (magnitude <= safe)
+            magnitude = magnitude * 10 + digit;
+        else
+            magnitude = magnitude > (limit - digit) / 10 ? limit : magnitude * 10 + digit;
     }
     std::uint64_t value = negative ? 0 - magnitude : magnitude;
     return wrap32(static_cast<std::uint32_t>(value));

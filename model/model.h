@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 
 // Widths of the text members, in characters.
 constexpr std::size_t NAME_WIDTH = 64;
@@ -155,24 +156,19 @@ char *arena_text(const char *text, std::size_t length);
 
 // Bounded copy into a work buffer: at most its width, or `limit` characters
 // if that is less; always terminated.
+// The characters of `src` that go into a text of `limit` characters.
+inline std::size_t text_length(const char *src, std::size_t limit)
+{
+    return ::strnlen(src, limit);
+}
+
 template <std::size_t N>
 void copy_text(char (&dst)[N], const char *src, std::size_t limit = N - 1)
 {
     static_assert(N > 1, "a text member has room for at least one character");
-    std::size_t max = limit < N - 1 ? limit : N - 1;
-    std::size_t i = 0;
-    for (; i < max && src[i] != '\0'; ++i)
-        dst[i] = src[i];
-    dst[i] = '\0';
-}
-
-// The characters of `src` that go into a text of `limit` characters.
-inline std::size_t text_length(const char *src, std::size_t limit)
-{
-    std::size_t n = 0;
-    while (n < limit && src[n] != '\0')
-        ++n;
-    return n;
+    std::size_t n = text_length(src, limit < N - 1 ? limit : N - 1);
+    std::memmove(dst, src, n);
+    dst[n] = '\0';
 }
 
 // Sets a text member to `src`, cut at its width or at `limit`. `src` must
@@ -225,6 +221,9 @@ std::int32_t text_to_int(const char *text);
 // Zero-filled memory for a record that lives until the process ends; null
 // when none is left.
 void *arena_alloc(std::size_t size);
+// Gives back every record and text at once, for a harness that runs the
+// converter again in the same process; a run never calls it.
+void arena_release();
 
 // Creation: link behind `after` (null: no link, the caller stores the head).
 FileDef *new_file_def(FileDef *after);
