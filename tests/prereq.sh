@@ -1,6 +1,7 @@
 # Sourced by tests/run and examples/run: makes sure the build tools are here.
 # As root it installs what is missing; otherwise it prints the install line
-# and stops. With need_gtest=1 set before, GoogleTest is needed as well.
+# and stops. With need_gtest=1 set before, what the tests need is needed as
+# well: GoogleTest and groff.
 missing=""
 command -v cmake >/dev/null 2>&1 || missing="$missing cmake"
 command -v g++ >/dev/null 2>&1 || missing="$missing g++"
@@ -9,6 +10,9 @@ command -v flex >/dev/null 2>&1 || missing="$missing flex"
 command -v bison >/dev/null 2>&1 || missing="$missing bison"
 if [ "${need_gtest:-0}" = 1 ] && [ ! -f /usr/include/gtest/gtest.h ]; then
     missing="$missing libgtest-dev"
+fi
+if [ "${need_gtest:-0}" = 1 ] && ! command -v groff >/dev/null 2>&1; then
+    missing="$missing groff-base"  # the manual page's test renders it
 fi
 if [ -n "$missing" ]; then
     if [ "$(id -u)" = 0 ]; then
