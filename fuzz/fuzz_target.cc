@@ -10,7 +10,10 @@
 // is linked as __wrap_exit (-Wl,--wrap=exit) and comes back here by longjmp;
 // streams it opened and left open are closed (--wrap=fopen, --wrap=fclose),
 // and the model, the level stack and the scanner are reset before the next
-// input. With TARNMAP_FUZZ_UNPACK=DIR the target writes an input out as
+// input. Nested OCCURS counts multiply: a few lines can ask for more rows
+// than could ever be written, as designed, so after the close-out
+// (--wrap on close_final_levels' mangled name) an input whose dictionary would hold more
+// than a million repeated rows ends there, before the prompts. With TARNMAP_FUZZ_UNPACK=DIR the target writes an input out as
 // DIR/args, DIR/stdin and DIR/src.cbl instead, for fuzz/repro.
 #include <fcntl.h>
 #include <setjmp.h>
@@ -31,6 +34,7 @@
 int tarnmap_main(int argc, char **argv);
 
 extern "C" {
+void __real__Z18close_final_levelsv();  // close_final_levels(), as the linker names it
 [[noreturn]] void __real_exit(int status);
 std::FILE *__real_fopen(const char *path, const char *mode);
 int __real_fclose(std::FILE *stream);
@@ -66,6 +70,28 @@ std::vector<std::string> arguments(std::uint8_t options)
     return args;
 }
 
+// The rows the expansion of repeated items would write for the model, up to
+// `limit`: each item once for every occurrence of the items that hold it.
+std::uint64_t repeated_rows(std::uint64_t limit)
+{
+    std::uint64_t rows = 0;
+    for (const FileDef *file = state.files; file != nullptr; file = file->next) {
+        std::vector<std::pair<std::int32_t, std::uint64_t>> open;  // level, occurrences
+        for (const FieldDef *f = file->fields; f != nullptr; f = f->next) {
+            while (!open.empty() && f->level <= open.back().first)
+                open.pop_back();
+            std::uint64_t times = open.empty() ? 1 : open.back().second;
+            if (f->occurs > 1) {
+                times = std::min(limit, times * static_cast<std::uint64_t>(f->occurs));
+                open.emplace_back(f->level, times);
+            }
+            if ((rows += times) >= limit)
+                return limit;
+        }
+    }
+    return rows;
+}
+
 // Back to the state a new process starts in.
 void reset()
 {
@@ -82,6 +108,13 @@ void reset()
 }  // namespace
 
 extern "C" {
+
+void __wrap__Z18close_final_levelsv()
+{
+    __real__Z18close_final_levelsv();
+    if (running && repeated_rows(1000000) >= 1000000)
+        longjmp(stop, 1);
+}
 
 [[noreturn]] void __wrap_exit(int status)
 {
