@@ -1,11 +1,9 @@
 #!/bin/sh
-# cobc_layout.sh COPYBOOK: prints name,offset,size for every named data item of
-# COPYBOOK, in source order, as GnuCOBOL lays it out with cobc -std=ibm: a
-# generated program holds the copybook in WORKING-STORAGE and measures each item
-# at run time (ADDRESS OF item minus ADDRESS OF its 01 record, and
-# FUNCTION BYTE-LENGTH). Tables are measured at their first occurrence, with every
-# OCCURS DEPENDING ON object set to its maximum. Exit status 2, with the
-# compiler's first errors on standard error, when the copybook does not compile.
+# cobc_layout.sh COPYBOOK: prints name,offset,size of every named data item of
+# COPYBOOK in source order, as measured at run time in a program compiled with
+# cobc -x -std=ibm: offset from the item's 01 record, tables at their first
+# occurrence, OCCURS DEPENDING ON objects at their maximum. Exit status 2, with
+# the compiler's first errors on standard error, when the copybook does not compile.
 [ $# -eq 1 ] && [ -r "$1" ] || { echo "usage: $0 COPYBOOK" >&2; exit 1; }
 cpy=$1
 src=$(cd "$(dirname -- "$1")" && pwd) || exit 1
@@ -21,9 +19,8 @@ fail() {
     exit 2
 }
 
-# The copybook sits alone in WORKING-STORAGE, so the text between the two
-# section headers is exactly its preprocessed form; free format for the
-# measuring statements, whose qualified names can be long.
+# Copybook alone in WORKING-STORAGE, so it can be cut out of cobc -E's text; free
+# format from the PROCEDURE DIVISION on, as qualified names can be long.
 program() {
     cat <<EOF
        IDENTIFICATION DIVISION.
@@ -44,9 +41,8 @@ PROCEDURE DIVISION.
 EOF
 }
 
-# cobc -E has already dropped comments, sequence and 73-80 columns, joined
-# continued literals and expanded nested COPY; what is left is split into
-# entries at separator periods.
+# cobc -E has dropped comments and columns 1-6 and 73-80, joined continued
+# literals and expanded COPY; the rest splits into entries at separator periods.
 program "" >probe.cob
 cobc -E -std=ibm -I "$src" probe.cob >pre.txt 2>err.txt || fail err.txt
 wrap=$(awk '
@@ -55,8 +51,8 @@ function entry(e,   t, k, j, lvl, nm, ref, subs, max, obj) {
     if (k == 0 || t[1] !~ /^[0-9]+$/) return
     lvl = t[1] + 0
     nm = (k < 2 || t[2] ~ KW) ? "FILLER" : t[2]
-    if (d == 0 && lvl != 1 && lvl != 77) { print "wrap"; d = 1; lev[1] = 1; name[1] = "TARNMAP-RECORD"; occ[1] = 0 }
     if (lvl == 88 || lvl == 78) return
+    if (d == 0 && lvl != 1 && lvl != 77) { print "wrap"; d = 1; lev[1] = 1; name[1] = "TARNMAP-RECORD"; occ[1] = 0 }
     if (lvl == 66) { if (nm != "FILLER") emit(nm, nm " OF " name[1]); return }
     if (lvl == 1 || lvl == 77) d = 0
     while (d > 0 && lev[d] >= lvl) d--
@@ -75,11 +71,14 @@ function entry(e,   t, k, j, lvl, nm, ref, subs, max, obj) {
     for (j = 1; j <= d; j++) if (occ[j]) subs = subs " 1"
     emit(nm, subs == "" ? ref : ref " (" substr(subs, 2) ")")
 }
+# BYTE-LENGTH falls short for a record whose variable table has a sibling
+# after it, LENGTH OF does not: the larger is the size.
 function emit(nm, ref) {
     print nm >"names.txt"
     proc = proc "SET TARNMAP-P0 TO ADDRESS OF " name[1] "\nSET TARNMAP-P1 TO ADDRESS OF " ref \
-        "\nCOMPUTE TARNMAP-OFF = TARNMAP-N1 - TARNMAP-N0\nMOVE FUNCTION BYTE-LENGTH(" ref \
-        ") TO TARNMAP-LEN\nDISPLAY TARNMAP-OFF \",\" TARNMAP-LEN\n"
+        "\nCOMPUTE TARNMAP-OFF = TARNMAP-N1 - TARNMAP-N0\nMOVE FUNCTION BYTE-LENGTH(" ref ") TO TARNMAP-LEN" \
+        "\nIF LENGTH OF " ref " > TARNMAP-LEN MOVE LENGTH OF " ref " TO TARNMAP-LEN END-IF" \
+        "\nDISPLAY TARNMAP-OFF \",\" TARNMAP-LEN\n"
 }
 BEGIN {
     KW = "^(PIC(TURE)?|REDEFINES|USAGE|OCCURS|VALUES?|SYNC(HRONIZED)?|JUST(IFIED)?|BLANK|SIGN|LEADING|TRAILING|" \
@@ -100,10 +99,9 @@ END {
 }' pre.txt)
 [ -s names.txt ] || { echo "no named data items" >&2; exit 2; }
 
-# The measuring program: the copybook (under a wrapper 01 if it starts below
-# level 01), then one measurement per item, printed as offset,size.
+# The measuring program: a wrapper 01 if the copybook starts below level 01.
 { program "${wrap:+       01 TARNMAP-RECORD.}"; cat proc.txt; echo "STOP RUN."; } >layout.cob
 cobc -x -std=ibm -I "$src" layout.cob >err.txt 2>&1 || fail err.txt
 ./layout >out.txt 2>err.txt || fail err.txt
-[ "$(wc -l <out.txt)" -eq "$(wc -l <names.txt)" ] || fail err.txt
+[ "$(wc -l <out.txt)" -eq "$(wc -l <names.txt)" ] || { echo "layout: stopped early" >&2; exit 2; }
 awk -F, 'NR == FNR { nm[FNR] = $0; next } { print nm[FNR] "," $1 + 0 "," $2 + 0 }' names.txt out.txt
