@@ -33,6 +33,9 @@ BlockHead *blocks = nullptr;  // every block the arena has taken
 Chunk record_chunk{};         // records, each at a multiple of ALIGN
 Chunk text_chunk{};           // texts, packed byte by byte
 
+ItemNotes **notes_table = nullptr;  // ItemNotes by FieldDef.notes, from 1
+std::int32_t notes_count = 0;       // notes made
+std::int32_t notes_room = 0;        // entries notes_table has room for
 FieldDef *free_fields = nullptr;    // released FieldDefs, linked through next
 ColumnDef *free_columns = nullptr;  // released ColumnDefs, linked through next
 
@@ -79,6 +82,7 @@ void arena_release()
     text_chunk = Chunk{};
     free_fields = nullptr;
     free_columns = nullptr;
+    notes_count = 0;  // the notes lived in the blocks
 }
 
 void *arena_alloc(std::size_t size)
@@ -190,6 +194,32 @@ ClauseLink *new_clause_link(FieldDef *field)
         return nullptr;
     field->clause = new (mem) ClauseLink{};
     return field->clause;
+}
+
+ItemNotes *note_item(FieldDef *field)
+{
+    if (state.keep_notes == 0)
+        return nullptr;
+    if (notes_count + 1 >= notes_room) {
+        std::int32_t room = notes_room < 1024 ? 1024 : notes_room * 2;
+        void *bigger = room > notes_room ? std::realloc(notes_table, sizeof(ItemNotes *) * static_cast<std::size_t>(room))
+                                         : nullptr;
+        if (bigger == nullptr)
+            process_exit(2);
+        notes_table = static_cast<ItemNotes **>(bigger);
+        notes_room = room;
+    }
+    void *mem = arena_alloc(sizeof(ItemNotes));
+    if (mem == nullptr)
+        process_exit(2);
+    notes_table[++notes_count] = new (mem) ItemNotes{};
+    field->notes = notes_count;
+    return notes_table[notes_count];
+}
+
+ItemNotes *notes_of(const FieldDef *field)
+{
+    return field->notes > 0 && field->notes <= notes_count ? notes_table[field->notes] : nullptr;
 }
 
 void release_field_def(FieldDef *field)

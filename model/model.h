@@ -89,6 +89,23 @@ struct FieldDef {
     std::int16_t sign;              // 0 none, 1 trailing, 2 trailing separate, 3 leading, 4 leading separate
     std::int16_t scale;             // digits after the point; may be negative
     TypeName type_name;             // storage type; none means no rows at all
+    std::int32_t notes;             // index of its ItemNotes; 0 unless tarnmap-check keeps them
+};
+static_assert(sizeof(void *) != 8 || sizeof(FieldDef) == 80, "an item takes 80 bytes");
+
+// What a compiler's layout of an item needs beyond what the dictionary
+// keeps, noted during the parse when LayoutState.keep_notes is set
+// (tarnmap-check does); the converter keeps none and reads none.
+struct ItemNotes {
+    const char *picture;       // the PICTURE as written, not cut; null for none
+    const char *usage;         // the USAGE word or COMP form as written; null for none
+    std::int32_t line;         // source line of the entry's data name
+    std::int32_t level;        // level number as written (a RENAMES copies another's into FieldDef)
+    std::int32_t occurs_min;   // OCCURS m TO n: m; otherwise 0
+    std::int32_t occurs_max;   // OCCURS n, or the n of m TO n; 0 without OCCURS
+    std::int16_t sign_clause;  // the SIGN clause's kind, which an S in the PICTURE overrides
+    bool sync;                 // SYNC LEFT or SYNC RIGHT
+    bool depending;            // OCCURS ... DEPENDING ON
 };
 
 // One level 01 record: one TABLE row.
@@ -144,6 +161,7 @@ struct LayoutState {
     char level_text[LEVEL_TEXT_WIDTH + 1] = {};   // level number as written
     std::int32_t field_rows = 0;     // FIELD rows written
     std::int32_t column_rows = 0;    // COLUMN rows written
+    std::int16_t keep_notes = 0;     // set by tarnmap-check: note what a compiler's layout needs
 };
 
 extern LayoutState state;
@@ -236,6 +254,12 @@ ClauseLink *new_clause_link(FieldDef *field);
 // their memory is reused.
 void release_field_def(FieldDef *field);
 void release_column_def(ColumnDef *column);
+
+// Fresh notes for a new item, while notes are kept; null otherwise. No
+// memory for them ends the run with status 2, without a word.
+ItemNotes *note_item(FieldDef *field);
+// The notes of an item, or null.
+ItemNotes *notes_of(const FieldDef *field);
 
 // Nearest preceding item of that name in the file in work, then the first of
 // the previous file; "FILLER" matches any name that begins so.

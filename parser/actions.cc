@@ -6,6 +6,7 @@
 
 #include "model/model.h"
 #include "parser/parser.h"
+#include "scanner/scanner.h"
 
 namespace {
 
@@ -155,6 +156,12 @@ bool claim_clause(ClauseKind kind, const char *first, const char *second)
     return true;
 }
 
+// The notes of the entry in work, when they are kept and it is an item.
+ItemNotes *entry_notes()
+{
+    return state.keep_notes != 0 && entry_guard() ? notes_of(state.cur_field) : nullptr;
+}
+
 // Gives the item a default PICTURE where the source has written none yet.
 void default_picture(const char *picture)
 {
@@ -259,6 +266,10 @@ bool begin_entry(const char *level, const char *name)
     if (filler)
         copy_text(state.cur_name, field->name.c_str());
     field->level = level_no;
+    if (ItemNotes *notes = note_item(field)) {
+        notes->line = token_line(name);
+        notes->level = level_no;
+    }
 
     if (state.cur_table == nullptr) {
         if (state.multi_record != 1) {
@@ -283,12 +294,16 @@ void set_picture(const char *picture)
     copy_text(state.cur_picture, picture);  // deliberate: on any level, 01 included
     if (entry_guard())
         set_text(state.cur_field->picture, picture, SOURCE_PICTURE_WIDTH);
+    if (ItemNotes *notes = entry_notes())
+        notes->picture = picture;
 }
 
 void set_usage_comp(const char *text, const char *digit_order)
 {
     if (!entry_guard())
         return;
+    if (ItemNotes *notes = entry_notes())
+        notes->usage = text;
     FieldDef *field = state.cur_field;
     // deliberate: the two productions look for the digits in different orders.
     for (const char *digit = digit_order; *digit != '\0'; ++digit) {
@@ -316,6 +331,8 @@ bool set_usage_word(const char *word, bool after_usage)
                                           : std::strstr(word, entry.word) != nullptr;
         if (!match)
             continue;
+        if (ItemNotes *notes = entry_notes())
+            notes->usage = word;
         if (!entry.writes)
             return true;
         field->usage = entry.usage;
@@ -339,6 +356,8 @@ void set_sign(int kind)
 {
     if (entry_guard())
         state.cur_field->sign = static_cast<std::int16_t>(kind);
+    if (ItemNotes *notes = entry_notes())
+        notes->sign_clause = state.cur_field->sign;
 }
 
 void add_sign_separate()
@@ -346,6 +365,20 @@ void add_sign_separate()
     // deliberate: a second SEPARATE goes on counting, past the five kinds.
     if (entry_guard())
         state.cur_field->sign = to16(state.cur_field->sign + 1);
+    if (ItemNotes *notes = entry_notes())
+        notes->sign_clause = state.cur_field->sign;
+}
+
+void note_sync()
+{
+    if (ItemNotes *notes = entry_notes())
+        notes->sync = true;
+}
+
+void note_depending()
+{
+    if (ItemNotes *notes = entry_notes())
+        notes->depending = true;
 }
 
 void set_occurs(const char *low, const char *high)
@@ -355,6 +388,10 @@ void set_occurs(const char *low, const char *high)
     // deliberate: OCCURS n TO m stores m - n, and a count of 1 or less is 0.
     std::int32_t count = sub32(text_to_int(high), text_to_int(low));
     state.cur_field->occurs = count <= 1 ? 0 : count;
+    if (ItemNotes *notes = entry_notes()) {
+        notes->occurs_min = text_to_int(low);
+        notes->occurs_max = text_to_int(high);
+    }
 }
 
 bool set_value(const char *literal)

@@ -187,15 +187,15 @@ justified_clause : t_JUST ;                                                     
 justified_clause : t_JUST t_RIGHT ;                                                             /* 112 */
 blank_clause : t_BLANK ;                                                                        /* 113 */
 blank_clause : t_BLANK t_ZERO ;                                                                 /* 114 */
-sync_clause : t_SYNC t_LEFT ;                                                                   /* 115 */
-sync_clause : t_SYNC t_RIGHT ;                                                                  /* 116 */
+sync_clause : t_SYNC t_LEFT { note_sync(); } ;                                                  /* 115 */
+sync_clause : t_SYNC t_RIGHT { note_sync(); } ;                                                 /* 116 */
 sign_clause : t_SIGN { set_sign(1); } ;                                                         /* 117 */
 sign_clause : t_SIGN t_LEADING { set_sign(3); } ;                                               /* 118 */
 sign_clause : t_SIGN t_TRAILING { set_sign(1); } ;                                              /* 119 */
 sign_clause : sign_clause t_SEPARATE { add_sign_separate(); } ;                                 /* 120 */
 occurs_clause : t_OCCURS t_NUMERIC { set_occurs("0", $2); } ;                                   /* 121 */
 occurs_clause : t_OCCURS t_NUMERIC t_TO t_NUMERIC { set_occurs($2, $4); } ;                     /* 122 */
-occurs_clause : occurs_clause t_DEPENDING t_IDENTIFIER ;                                        /* 123 */
+occurs_clause : occurs_clause t_DEPENDING t_IDENTIFIER { note_depending(); } ;                  /* 123 */
 occurs_clause : occurs_clause t_INDEXED t_BY t_IDENTIFIER ;                                     /* 124 */
 occurs_clause : occurs_clause t_ASCENDING t_IDENTIFIER ;                                        /* 125 */
 occurs_clause : occurs_clause t_DESCENDING t_IDENTIFIER ;                                       /* 126 */

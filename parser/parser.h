@@ -29,6 +29,9 @@ void set_occurs(const char *low, const char *high);     // 121, 122
 bool set_value(const char *literal);                    // 136, 137
 bool add_condition_range(const char *first, const char *second);  // 138
 bool add_renames(const char *first, const char *second);          // 142, 143
+// What only a compiler's layout needs, noted while notes are kept.
+void note_sync();                                       // 115, 116
+void note_depending();                                  // 123
 
 // Syntax errors: writes the statement and token parts of the report;
 // returns true when the offending token is end of input (15).

@@ -8,6 +8,9 @@
 int yylex();
 // Starts the scanner afresh on `source`, in state SKIP (for tests).
 void scanner_restart(std::FILE *source);
+// The line a recent token's text (as in yylval) stood on, while notes are
+// kept (state.keep_notes); state.line_no for any other text.
+int token_line(const char *text);
 
 // "t_IDENTIFIER" and so on for a token number; null for a number not in use.
 const char *token_name(int token);
