@@ -1,0 +1,54 @@
+// tarnmap-check: the records the converter has read, laid out a second time
+// by a COBOL compiler's storage rules (IBM Enterprise COBOL as GnuCOBOL
+// gives them with cobc -std=ibm), and the items whose dictionary offset or
+// size differs, each with the first departure that causes it.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "model/model.h"
+
+// The storage of an elementary item as a compiler works it out.
+struct CompilerSize {
+    std::int32_t bytes;  // -1: a compiler refuses the item
+    std::int32_t align;  // alignment under SYNC: 1, 2, 4 or 8
+};
+
+// Bytes a compiler stores for an elementary item with this PICTURE (as
+// written; null for none), USAGE word (its own or its group's; null for
+// DISPLAY) and SIGN clause kind (2 and 4 are SEPARATE).
+CompilerSize compiler_size(const char *picture, const char *usage, std::int16_t sign_clause);
+
+// One item of a record, laid out both ways.
+struct CheckItem {
+    const FieldDef *field;
+    const ItemNotes *notes;      // never null
+    std::int32_t level;          // as written
+    bool group;                  // items of a greater level follow it
+    const char *usage;           // its USAGE word, or the nearest group's
+    std::int32_t offset, size;   // the compiler's; size of one occurrence; -1 unknown
+    std::int32_t slack;          // bytes SYNC put in front of it
+    std::int32_t align;          // what SYNC aligned it to; 1 when not aligned
+    int cause;                   // index into Record::departures, -1 when it agrees
+};
+
+// One departure of the dictionary from a compiler, and where it stands.
+struct Departure {
+    int item;                    // the item it is about
+    std::string reason;          // in words, naming the item and its line
+};
+
+// One level 01 record: a table of the dictionary.
+struct Record {
+    const FileDef *file;
+    const TableDef *table;
+    std::vector<CheckItem> items;
+    std::vector<Departure> departures;
+};
+
+// Every record of the model, laid out by the compiler's rules and compared;
+// `hpux` as the converter's -h; `stopped` when the converter stopped reading
+// before the end of the source.
+std::vector<Record> check_records(bool hpux, bool stopped);

@@ -1,0 +1,484 @@
+// The compiler's side of tarnmap-check: how GnuCOBOL (cobc -std=ibm) sizes
+// and places every item of a record, and which departure of the dictionary
+// from it explains each item that differs.
+#include <cctype>
+#include <cstdlib>
+#include <cstring>
+#include <initializer_list>
+#include <string>
+
+#include "check/check.h"
+
+namespace {
+
+// What a PICTURE says to a compiler: case does not matter, every symbol
+// takes a byte (a repeat count repeats any symbol) but S, V and P, and the
+// digit count leaves out P.
+struct PictureCount {
+    std::int32_t positions = 0;
+    std::int32_t digits = 0;
+    bool alphanumeric = false;
+    bool is_signed = false;
+    bool valid = true;  // every repeat count at least 1, and the total in reason
+};
+
+// A compiler takes no item of this many bytes, nor a repeat count beyond it.
+constexpr std::int32_t MOST_BYTES = 0x3fffffff;
+
+PictureCount count_picture(const char *picture)
+{
+    PictureCount count;
+    for (const char *p = picture; p != nullptr && *p != '\0';) {
+        char c = static_cast<char>(std::toupper(static_cast<unsigned char>(*p++)));
+        std::int32_t times = 1;
+        if (*p == '(') {
+            long written = std::strtol(p + 1, nullptr, 10);
+            times = written >= 1 && written <= MOST_BYTES ? static_cast<std::int32_t>(written) : 0;
+            const char *close = std::strchr(p, ')');
+            p = close != nullptr ? close + 1 : p + std::strlen(p);
+        }
+        if (times == 0 || count.positions > MOST_BYTES - 2 * times) {
+            count.valid = false;
+            break;
+        }
+        if (c == 'S')
+            count.is_signed = true;
+        else if (c == 'V' || c == 'P')
+            continue;
+        else if (c == 'N')  // national: two bytes a position
+            count.positions += 2 * times;
+        else
+            count.positions += times;
+        if (c == '9')
+            count.digits += times;
+        if (c == 'X' || c == 'A')
+            count.alphanumeric = true;
+    }
+    return count;
+}
+
+bool is(const char *usage, const char *word)
+{
+    return usage != nullptr && std::strcmp(usage, word) == 0;
+}
+
+bool is_any(const char *usage, std::initializer_list<const char *> words)
+{
+    for (const char *word : words)
+        if (is(usage, word))
+            return true;
+    return false;
+}
+
+// Bytes of a binary item of `digits` digits; COMP-5 has a 1-byte size.
+std::int32_t binary_bytes(std::int32_t digits, bool one_byte)
+{
+    if (digits < 1 || digits > 18)
+        return -1;
+    return one_byte && digits <= 2 ? 1 : digits <= 4 ? 2 : digits <= 9 ? 4 : 8;
+}
+
+// Smallest byte count that holds 10^digits - 1, for COMP-X.
+std::int32_t comp_x_bytes(std::int32_t digits)
+{
+    double largest = 1;
+    for (std::int32_t i = 0; i < digits; ++i)
+        largest *= 10;
+    std::int32_t bytes = 1;
+    for (double room = 256; room < largest; room *= 256)
+        ++bytes;
+    return bytes;
+}
+
+std::string line_of(const CheckItem &item)
+{
+    return item.field->name.c_str() + std::string(" (line ") + std::to_string(item.notes->line) + ")";
+}
+
+bool has_lower(const char *text)
+{
+    for (const char *p = text; p != nullptr && *p != '\0'; ++p)
+        if (std::islower(static_cast<unsigned char>(*p)))
+            return true;
+    return false;
+}
+
+std::string occurrences(std::int32_t count)
+{
+    return std::to_string(count) + (count == 1 ? " occurrence" : " occurrences");
+}
+
+// a + b * times: -1 when any of them is unknown or the result passes
+// MOST_BYTES, where no compiler's record reaches.
+std::int32_t extend(std::int32_t a, std::int32_t b, std::int32_t times = 1)
+{
+    if (a < 0 || b < 0 || times < 0)
+        return -1;
+    std::int64_t sum = a + std::int64_t{b} * times;
+    return sum > MOST_BYTES ? -1 : static_cast<std::int32_t>(sum);
+}
+
+}  // namespace
+
+CompilerSize compiler_size(const char *picture, const char *usage, std::int16_t sign_clause)
+{
+    PictureCount pic = count_picture(picture);
+    if (!pic.valid || pic.digits > 38)  // no numeric item holds more digits
+        return {-1, 1};
+    std::int32_t packed = pic.digits >= 1 ? pic.digits / 2 + 1 : -1;
+    if (usage == nullptr || is(usage, "DISPLAY")) {
+        if (pic.positions == 0)
+            return {-1, 1};
+        bool separate = !pic.alphanumeric && (sign_clause == 2 || sign_clause == 4);
+        return {pic.positions + (separate ? 1 : 0), 1};
+    }
+    if (is_any(usage, {"COMP", "COMPUTATIONAL", "COMP-4", "COMPUTATIONAL-4", "BINARY", "COMP-5",
+                       "COMPUTATIONAL-5"})) {
+        std::int32_t bytes = pic.alphanumeric ? -1 : binary_bytes(pic.digits, std::strchr(usage, '5') != nullptr);
+        return {bytes, bytes};
+    }
+    if (is_any(usage, {"COMP-X", "COMPUTATIONAL-X"}))
+        return {pic.alphanumeric ? (pic.positions <= 8 ? pic.positions : -1) : pic.digits >= 1 ? comp_x_bytes(pic.digits) : -1, 1};
+    if (is_any(usage, {"COMP-3", "COMPUTATIONAL-3", "PACKED-DECIMAL"}))
+        return {pic.alphanumeric ? -1 : packed, 1};
+    if (is_any(usage, {"COMP-6", "COMPUTATIONAL-6"}))
+        return {pic.alphanumeric || packed < 0 ? -1 : pic.is_signed ? packed : (pic.digits + 1) / 2, 1};
+    const struct { const char *word; std::int32_t bytes; } fixed[] = {
+        {"COMP-1", 4}, {"COMPUTATIONAL-1", 4}, {"COMP-2", 8}, {"COMPUTATIONAL-2", 8},
+        {"POINTER", 8}, {"PROCEDURE-POINTER", 8}, {"PROGRAM-POINTER", 8}, {"INDEX", 4},
+        {"BINARY-CHAR", 1}, {"BINARY-SHORT", 2}, {"BINARY-LONG", 4}, {"BINARY-DOUBLE", 8},
+        {"BINARY-C-LONG", 8}, {"FLOAT-LONG", 8},
+    };
+    for (const auto &row : fixed)
+        if (is(usage, row.word))  // these take no PICTURE
+            return picture != nullptr ? CompilerSize{-1, 1} : CompilerSize{row.bytes, row.bytes};
+    return {-1, 1};  // QUAD, DATE and the like: no compiler knows them
+}
+
+namespace {
+
+// Lays out the items of one record by a compiler's rules and finds the
+// departures of the dictionary from it.
+struct RecordWork {
+    Record &record;
+    bool hpux;
+    std::vector<std::vector<int>> children{};  // by item; roots under index n
+    std::vector<int> own{};                    // departure an item makes itself, or -1
+    bool after_odo = false;                    // an OCCURS DEPENDING table is placed: SYNC is off
+    int unfinished = -1;                       // the entry the converter stopped in, read only in part
+
+    std::vector<CheckItem> &items() { return record.items; }
+
+    int depart(int item, const std::string &reason)
+    {
+        record.departures.push_back(Departure{item, reason});
+        return static_cast<int>(record.departures.size()) - 1;
+    }
+
+    // The nearest earlier item of `name`, a level 66 excepted, or -1.
+    int find(const char *name, int before) const
+    {
+        for (int i = before - 1; i >= 0; --i)
+            if (record.items[i].level != 66 && std::strcmp(record.items[i].field->name.c_str(), name) == 0)
+                return i;
+        return -1;
+    }
+
+    std::int32_t times(int i) const
+    {
+        std::int32_t max = record.items[i].notes->occurs_max;
+        return max > 1 ? max : 1;
+    }
+
+    // Places the items of `list` from `base`; returns their size, or -1.
+    std::int32_t place(const std::vector<int> &list, std::int32_t base)
+    {
+        std::int32_t cursor = 0;
+        for (int i : list) {
+            CheckItem &item = record.items[i];
+            const ClauseLink *clause = item.field->clause;
+            int target = clause != nullptr && clause->redefines != 0 ? find(clause->first_name.c_str(), i) : -1;
+            std::int32_t at = target >= 0 ? record.items[target].offset - base : cursor;
+            if (cursor < 0 || at < 0 || base < 0) {
+                item.offset = item.size = -1;
+                place(children[i], -1);
+                cursor = -1;
+                continue;
+            }
+            item.offset = extend(base, at);
+            if (item.group) {
+                item.size = place(children[i], item.offset);
+                if (times(i) > 1 && item.size > 0)
+                    pad_occurrence(i);
+            } else {
+                CompilerSize size = compiler_size(item.notes->picture, item.usage, item.notes->sign_clause);
+                if (item.notes->sync && size.align > 1 && !after_odo && item.offset >= 0) {
+                    item.align = size.align;
+                    item.slack = (size.align - item.offset % size.align) % size.align;
+                    item.offset = extend(item.offset, item.slack);
+                    at = extend(at, item.slack);
+                }
+                item.size = size.bytes;
+            }
+            after_odo = after_odo || item.notes->depending;
+            std::int32_t end = item.offset < 0 ? -1 : extend(at, item.size, times(i));
+            // A redefining item lies over another; one that is longer carries what follows on.
+            cursor = end < 0 ? -1 : target >= 0 ? (end > cursor ? end : cursor) : end;
+        }
+        return cursor;
+    }
+
+    // The largest alignment SYNC gave an item under group `i`.
+    std::int32_t widest_align(int i) const
+    {
+        std::int32_t widest = 1;
+        for (int j : children[i]) {
+            std::int32_t align = record.items[j].group ? widest_align(j) : record.items[j].align;
+            widest = align > widest ? align : widest;
+        }
+        return widest;
+    }
+
+    // A table with synchronized members: a compiler pads each occurrence to
+    // their largest alignment, putting the pad in front of the last member
+    // when that is elementary and nowhere otherwise.
+    void pad_occurrence(int i)
+    {
+        CheckItem &item = record.items[i];
+        std::int32_t align = widest_align(i);
+        int last = children[i].back();
+        if (align == 1 || item.size % align == 0 || record.items[last].group || record.items[last].offset < 0)
+            return;
+        std::int32_t pad = align - item.size % align;
+        record.items[last].offset = extend(record.items[last].offset, pad);
+        record.items[last].slack += pad;
+        item.size = extend(item.size, pad);
+    }
+
+    void build()
+    {
+        std::vector<CheckItem> &all = items();
+        int n = static_cast<int>(all.size());
+        children.assign(static_cast<std::size_t>(n) + 1, {});
+        own.assign(static_cast<std::size_t>(n), -1);
+        std::vector<int> open;  // items whose members may follow
+        for (int i = 0; i < n; ++i) {
+            CheckItem &item = all[i];
+            if (item.level == 66)
+                continue;
+            if (item.level == 77)  // a record of its own
+                open.clear();
+            while (!open.empty() && all[open.back()].level >= item.level)
+                open.pop_back();
+            int parent = open.empty() ? n : open.back();
+            children[parent].push_back(i);
+            if (parent < n)
+                all[parent].group = true;
+            const char *inherited = parent < n ? all[parent].usage : nullptr;
+            item.usage = item.notes->usage != nullptr ? item.notes->usage : inherited;
+            open.push_back(i);
+        }
+        // 77 items start at 0 like a record; the others follow the 01.
+        std::vector<int> run;
+        for (int i : children[n]) {
+            if (all[i].level == 77) {
+                place(run, 0);
+                run.clear();
+                place({i}, 0);
+            } else {
+                run.push_back(i);
+            }
+        }
+        place(run, 0);
+        for (int i = 0; i < n; ++i)
+            if (all[i].level == 66)
+                rename(i);
+    }
+
+    // A level 66: one item's place, or the span from one through another.
+    void rename(int i)
+    {
+        CheckItem &item = items()[i];
+        const ClauseLink *clause = item.field->clause;
+        int first = clause != nullptr ? find(clause->first_name.c_str(), i) : -1;
+        int last = clause != nullptr && !clause->second_name.empty() ? find(clause->second_name.c_str(), i) : first;
+        item.offset = item.size = -1;
+        if (first < 0 || last < 0 || items()[first].offset < 0 || items()[last].size < 0)
+            return;
+        item.offset = items()[first].offset;
+        std::int32_t end = extend(items()[last].offset, items()[last].size, times(last));
+        item.size = last == first ? items()[first].size : end > item.offset ? end - item.offset : -1;
+    }
+
+    bool differs(int i)
+    {
+        const CheckItem &item = items()[i];
+        return item.offset < 0 || item.size < 0 || item.offset != item.field->offset || item.size != item.field->size;
+    }
+
+    // Why a compiler sizes an elementary item differently, in words.
+    std::string size_reason(int i, int &about)
+    {
+        const CheckItem &item = items()[i];
+        const char *usage = item.usage;
+        std::string dict = std::to_string(item.field->size), comp = std::to_string(item.size);
+        about = i;
+        if (item.size < 0)
+            return std::string("a compiler refuses ") + (usage != nullptr ? "USAGE " + std::string(usage) + " on " : "") +
+                   line_of(item) + ", so its layout cannot be compared";
+        if (item.notes->usage == nullptr && usage != nullptr) {
+            for (int g = i - 1; g >= 0; --g)
+                if (items()[g].group && items()[g].notes->usage == usage) {
+                    about = g;
+                    break;
+                }
+            return "USAGE " + std::string(usage) + " of group " + line_of(items()[about]) +
+                   " is passed on to its members by a compiler, not by the dictionary";
+        }
+        PictureCount pic = count_picture(item.notes->picture);
+        std::int16_t sign = item.notes->sign_clause;
+        if (usage == nullptr && (sign == 2 || sign == 4) && item.size == item.field->size + 1)
+            return std::string("SIGN ") + (sign == 4 ? "LEADING" : "TRAILING") + " SEPARATE on " + line_of(item) +
+                   " takes a byte the dictionary does not count";
+        if (usage == nullptr || is(usage, "DISPLAY"))
+            return "the PICTURE " + std::string(item.notes->picture != nullptr ? item.notes->picture : "") + " of " +
+                   line_of(item) + " is " + comp + " bytes to a compiler, " + dict +
+                   " in the dictionary, which counts a repeat count only behind 9, A or X" +
+                   (has_lower(item.notes->picture) ? " and a lower-case letter as one position" : "");
+        if (is_any(usage, {"COMP-6", "COMPUTATIONAL-6"}))
+            return "COMP-6 on " + line_of(item) + " has no sign nibble to a compiler (" + comp +
+                   " bytes); the dictionary packs it with one (" + dict + ")";
+        if (std::strstr(usage, "POINTER") != nullptr)
+            return "USAGE " + std::string(usage) + " on " + line_of(item) + " takes " + comp +
+                   " bytes to a compiler; the dictionary gives " + dict;
+        if (is_any(usage, {"COMP-X", "COMPUTATIONAL-X"}))
+            return "COMP-X on " + line_of(item) + " takes " + comp +
+                   " bytes to a compiler; the dictionary sizes it by its binary table (" + dict + ")";
+        if (is_any(usage, {"COMP-5", "COMPUTATIONAL-5"}) && pic.digits <= 2)
+            return "COMP-5 of " + std::to_string(pic.digits) + " digits on " + line_of(item) +
+                   " takes 1 byte to a compiler; the dictionary's binary table gives " + dict;
+        if (hpux && compiler_size(item.notes->picture, "BINARY", 0).bytes == item.size)
+            return "the wide binary table of -h gives " + line_of(item) + " " + dict + " bytes where a compiler stores " + comp;
+        return "the dictionary gives " + line_of(item) + " " + dict + " bytes where a compiler stores " + comp;
+    }
+
+    // Whether an elementary member of group `i` is sized differently.
+    bool member_differs(int i)
+    {
+        for (int j = i + 1; j < static_cast<int>(items().size()) && items()[j].level > items()[i].level; ++j)
+            if (!items()[j].group && items()[j].size != items()[j].field->size)
+                return true;
+        return false;
+    }
+
+    // The departure an item makes itself, if any.
+    void find_own(int i)
+    {
+        const CheckItem &item = items()[i];
+        const ItemNotes &notes = *item.notes;
+        int about = i;
+        if (item.offset < 0 && unfinished == i) {
+            own[i] = depart(i, "the converter stops reading at " + line_of(item) +
+                                   ", so it has no row in the dictionary and nothing behind it is read");
+        } else if (!item.group && item.level != 66 && item.field->type_name == TypeName::none) {
+            own[i] = depart(i, line_of(item) + " has no row in the dictionary");
+        } else if (item.level == 77 && item.field->offset != 0) {
+            own[i] = depart(i, line_of(item) + " is a level 77 item, a record of its own to a compiler; "
+                                               "the dictionary counts it into the record before it");
+        } else if (item.group && !item.field->picture.empty() && item.notes->usage != nullptr) {
+            own[i] = depart(i, "USAGE " + std::string(item.notes->usage) + " on group " + line_of(item) +
+                                   " gives it a PICTURE of its own in the dictionary");
+        } else if (item.slack > 0) {
+            own[i] = depart(i, "SYNC on " + line_of(item) + ": a compiler puts " + std::to_string(item.slack) +
+                                   " slack byte" + (item.slack > 1 ? "s" : "") + " in front of it");
+        } else if (!item.group && item.level != 66 && item.size != item.field->size) {
+            std::string reason = size_reason(i, about);
+            for (std::size_t d = 0; d < record.departures.size(); ++d)
+                if (record.departures[d].item == about && record.departures[d].reason == reason)
+                    own[i] = static_cast<int>(d);
+            if (own[i] < 0)
+                own[i] = depart(about, reason);
+        } else if (notes.occurs_max > 1 && (item.field->occurs > 1 ? item.field->occurs : 1) != times(i)) {
+            own[i] = depart(i, "OCCURS " + std::to_string(notes.occurs_min) + " TO " + std::to_string(notes.occurs_max) +
+                                   " on " + line_of(item) + ": the dictionary counts " +
+                                   occurrences(item.field->occurs > 1 ? item.field->occurs : 1) + ", a compiler " +
+                                   std::to_string(notes.occurs_max));
+        } else if (item.field->clause != nullptr && item.field->clause->redefines != 0 && item.size >= 0) {
+            int target = find(item.field->clause->first_name.c_str(), i);
+            std::int32_t over = target < 0 ? -1 : extend(0, items()[target].size, times(target));
+            std::int32_t span = extend(0, item.size, times(i));
+            if (target >= 0 && over >= 0 && span > over && !item.group)
+                own[i] = depart(i, line_of(item) + " redefines " + items()[target].field->name.c_str() + " with " +
+                                       std::to_string(span) + " bytes over " + std::to_string(over) +
+                                       ": a compiler places what follows behind its end");
+            else if (target >= 0 && item.group && item.size != item.field->size && !member_differs(i))
+                own[i] = depart(i, "group " + line_of(item) + " redefines " + items()[target].field->name.c_str() +
+                                       ": the dictionary gives it " + std::to_string(item.field->size) +
+                                       " bytes, a compiler the " + std::to_string(item.size) + " of its members");
+        }
+    }
+
+    // The departure that makes item `i` differ: for a size that differs the
+    // item's own, or for a group the first among its members; for an item
+    // that is only moved, the first departure before it.
+    int cause_of(int i)
+    {
+        const CheckItem &item = items()[i];
+        if (item.size < 0 || item.size != item.field->size) {
+            if (own[i] >= 0)
+                return own[i];
+            if (item.group)
+                for (int j = i + 1; j < static_cast<int>(items().size()) && items()[j].level > item.level; ++j)
+                    if (own[j] >= 0)
+                        return own[j];
+        }
+        for (int j = 0; j < i; ++j)
+            if (own[j] >= 0 && items()[j].level != 66)
+                return own[j];
+        if (own[i] >= 0)
+            return own[i];
+        return depart(i, "the dictionary places " + line_of(item) + " at " + std::to_string(item.field->offset) +
+                             " with " + std::to_string(item.field->size) + " bytes, a compiler at " +
+                             std::to_string(item.offset) + " with " + std::to_string(item.size));
+    }
+
+    void compare()
+    {
+        int n = static_cast<int>(items().size());
+        for (int i = 0; i < n; ++i)
+            find_own(i);
+        for (int i = 0; i < n; ++i)
+            items()[i].cause = differs(i) ? cause_of(i) : -1;
+    }
+};
+
+}  // namespace
+
+std::vector<Record> check_records(bool hpux, bool stopped)
+{
+    std::vector<Record> records;
+    for (const FileDef *file = state.files; file != nullptr; file = file->next) {
+        for (const TableDef *table = file->tables; table != nullptr; table = table->next) {
+            Record record{file, table, {}, {}};
+            for (const ColumnDef *column = table->columns; column != nullptr; column = column->next) {
+                const ItemNotes *notes = column->field != nullptr ? notes_of(column->field) : nullptr;
+                // A condition name that the converter keeps as an item (the
+                // first of its file) has no storage to a compiler either.
+                if (notes != nullptr && notes->level != 88 && notes->level != 78)
+                    record.items.push_back(CheckItem{column->field, notes, notes->level, false, nullptr, -1, -1, 0, 1, -1});
+            }
+            RecordWork work{record, hpux};
+            work.build();
+            // Clauses of the entry in which the converter stopped went unread.
+            const CheckItem *last = record.items.empty() ? nullptr : &record.items.back();
+            if (stopped && file->next == nullptr && table->next == nullptr && last != nullptr && !last->group &&
+                last->field->type_name == TypeName::none) {
+                work.unfinished = static_cast<int>(record.items.size()) - 1;
+                record.items.back().offset = record.items.back().size = -1;
+            }
+            work.compare();
+            records.push_back(std::move(record));
+        }
+    }
+    return records;
+}

@@ -1,0 +1,244 @@
+// tarnmap-check: reads a COBOL source as tarnmap does, lays out every record
+// a second time by a compiler's storage rules, and reports the items whose
+// dictionary offset or size differs, grouped under the departure that causes
+// them. Exit status 0 when all agree, 1 when some differ, 2 on trouble.
+#include <setjmp.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <string>
+
+#include "check/check.h"
+#include "layout/layout.h"
+#include "parser/parser.h"
+#include "scanner/scanner.h"
+
+extern "C" [[noreturn]] void __real_exit(int status);
+
+namespace {
+
+const char *program = "tarnmap-check";
+jmp_buf converter_stop;  // a stop of the converter's run comes back here
+bool parsing = false;
+
+void usage(std::FILE *to)
+{
+    std::fprintf(to, "usage: %s [-t | -r] [-h] [--csv] [--all] cobol_file\n"
+                     "       %s --help | --version\n", program, program);
+}
+
+// A CSV field: quoted when it holds a comma or a quote.
+std::string csv(const std::string &text)
+{
+    if (text.find_first_of(",\"\n") == std::string::npos)
+        return text;
+    std::string quoted = "\"";
+    for (char c : text)
+        quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
+    return quoted + "\"";
+}
+
+std::string layout_of(std::int32_t offset, std::int32_t size)
+{
+    return offset < 0 || size < 0 ? "-" : std::to_string(offset) + "+" + std::to_string(size);
+}
+
+void print_item(const Record &record, const CheckItem &item, bool as_csv, bool marked = false)
+{
+    if (as_csv) {
+        std::string reason = item.cause >= 0 ? record.departures[item.cause].reason : "";
+        std::printf("%s,%s,%s,%d,%d,%d,%s,%s,%s\n", csv(record.file->name.c_str()).c_str(),
+                    csv(record.table->name.c_str()).c_str(), csv(item.field->name.c_str()).c_str(),
+                    static_cast<int>(item.notes->line), static_cast<int>(item.field->offset),
+                    static_cast<int>(item.field->size), item.offset < 0 ? "" : std::to_string(item.offset).c_str(),
+                    item.size < 0 ? "" : std::to_string(item.size).c_str(), csv(reason).c_str());
+        return;
+    }
+    std::string compiler = layout_of(item.offset, item.size);
+    if (marked && item.cause >= 0)
+        compiler += std::string(compiler.size() < 10 ? 10 - compiler.size() : 0, ' ') + "  [" +
+                    std::to_string(item.cause + 1) + "]";
+    std::printf("    %-30s line %-6d dictionary %-10s compiler %s\n", item.field->name.c_str(),
+                static_cast<int>(item.notes->line), layout_of(item.field->offset, item.field->size).c_str(),
+                compiler.c_str());
+}
+
+// The items of a record: those that differ, each departure once with the
+// items it causes under it; or (--all) every item in source order, marked
+// with the number of its departure, and the departures behind them.
+void print_record(const Record &record, bool all, bool as_csv)
+{
+    if (as_csv) {
+        for (const CheckItem &item : record.items)
+            if (all || item.cause >= 0)
+                print_item(record, item, true);
+        return;
+    }
+    std::printf("file %s, record %s\n", record.file->name.c_str(), record.table->name.c_str());
+    if (all)
+        for (const CheckItem &item : record.items)
+            print_item(record, item, false, true);
+    // A departure whose items all follow an earlier one is still named.
+    for (std::size_t d = 0; d < record.departures.size(); ++d) {
+        // Items behind the departure's item and its members that differ.
+        int about = record.departures[d].item, n = static_cast<int>(record.items.size()), behind = about + 1;
+        while (behind < n && record.items[behind].level > record.items[about].level && record.items[behind].level != 77)
+            ++behind;
+        bool own_items = false, moves = false;
+        for (int i = 0; i < n; ++i) {
+            own_items = own_items || record.items[i].cause == static_cast<int>(d);
+            moves = moves || (i >= behind && record.items[i].cause >= 0);
+        }
+        const char *reason = record.departures[d].reason.c_str();
+        if (all)
+            std::printf("  [%zu] %s\n", d + 1, reason);
+        else
+            std::printf("  %s%s\n", reason, own_items ? ":" : moves ? " (what it moves is listed above)" : " (it moves no item)");
+        for (const CheckItem &item : record.items)
+            if (!all && item.cause == static_cast<int>(d))
+                print_item(record, item, false);
+    }
+}
+
+// The converter's parse and close-out, with its own words (syntax errors,
+// stray characters, its stops) on standard error; false when it stopped
+// the run, which leaves no layout to check. `early` is the line on which it
+// stopped reading before the end of the source, or 0.
+bool parse_source(int &early)
+{
+    state.keep_notes = 1;
+    std::fflush(stdout);
+    int saved = dup(1);
+    dup2(2, 1);
+    parsing = true;
+    bool stopped = setjmp(converter_stop) != 0;
+    if (!stopped) {
+        yyparse();
+        int line = state.line_no;
+        early = yylex() != 0 ? line : 0;  // a token left behind: an action stopped the parse
+        close_final_levels();
+    }
+    parsing = false;
+    std::fflush(stdout);
+    dup2(saved, 1);
+    close(saved);
+    return !stopped;
+}
+
+int run(int argc, char **argv)
+{
+    bool all = false, as_csv = false;
+    const char *path = nullptr;
+    for (int i = 1; i < argc; ++i) {
+        std::string arg = argv[i];
+        if (arg == "--help") {
+            usage(stdout);
+            std::puts("Lays out the records of a COBOL source as tarnmap reads them, a second time by a\n"
+                      "compiler's storage rules (cobc -std=ibm), and lists the items whose dictionary\n"
+                      "offset or size differs. -t, -r and -h as for tarnmap; --csv writes CSV; --all lists\n"
+                      "every item. Exit status: 0 all agree, 1 some differ, 2 trouble. See tarnmap-check(1).");
+            return 0;
+        }
+        if (arg == "--version") {
+            std::printf("%s %s\n", program, TARNMAP_VERSION);
+            return 0;
+        }
+        if (arg == "--csv") {
+            as_csv = true;
+        } else if (arg == "--all") {
+            all = true;
+        } else if (arg.size() > 1 && arg[0] == '-' && arg[1] != '-') {
+            for (char letter : arg.substr(1)) {
+                if (letter == 't') {
+                    state.no_fd = 1;
+                } else if (letter == 'r') {
+                    state.no_fd = 1, state.multi_record = 1;
+                } else if (letter == 'h') {
+                    state.hpux = 1;
+                } else {
+                    std::fprintf(stderr, "%s: unknown option -%c\n", program, letter);
+                    usage(stderr);
+                    return 2;
+                }
+            }
+        } else if (path == nullptr && (arg == "-" || arg[0] != '-')) {
+            path = argv[i];
+        } else {
+            std::fprintf(stderr, "%s: unexpected argument %s\n", program, argv[i]);
+            usage(stderr);
+            return 2;
+        }
+    }
+    if (path == nullptr) {
+        usage(stderr);
+        return 2;
+    }
+    state.source = std::strcmp(path, "-") == 0 ? stdin : std::fopen(path, "r");
+    if (state.source == nullptr) {
+        std::fprintf(stderr, "%s: cannot read %s: %s\n", program, path, std::strerror(errno));
+        return 2;
+    }
+
+    int early = 0;
+    if (!parse_source(early)) {
+        std::fprintf(stderr, "%s: %s: the converter stops on this source, so it has no layout to check\n",
+                     program, path);
+        return 2;
+    }
+
+    std::vector<Record> records = check_records(state.hpux != 0, early != 0);
+    if (early != 0)
+        std::fprintf(stderr, "%s: %s: the converter stops reading at line %d; what follows is in neither layout\n",
+                     program, path, early);
+    int items = 0, differ = 0;
+    for (const Record &record : records) {
+        for (const CheckItem &item : record.items) {
+            ++items;
+            differ += item.cause >= 0;
+        }
+    }
+    // A record that is one elementary 01 item has no items in the dictionary
+    // to misplace; a source without any record is trouble.
+    if (records.empty()) {
+        std::fprintf(stderr, "%s: %s: no record%s\n", program, path,
+                     state.no_fd == 0 && state.files == nullptr ? " (a copybook without an FD needs -t or -r)" : "");
+        return 2;
+    }
+    if (as_csv)
+        std::puts("file,record,item,line,dictionary_offset,dictionary_size,compiler_offset,compiler_size,reason");
+    for (const Record &record : records)
+        if (all || as_csv || !record.departures.empty())
+            print_record(record, all, as_csv);
+    if (!as_csv)
+        std::printf("%d of %d items differ from a compiler's layout\n", differ, items);
+    return differ > 0 ? 1 : 0;
+}
+
+}  // namespace
+
+// The converter ends its run with exit when it stops (a lookup that fails,
+// an unreadable source); while it parses, that comes back to run().
+extern "C" [[noreturn]] void __wrap_exit(int status)
+{
+    if (parsing)
+        longjmp(converter_stop, 1);
+    __real_exit(status);
+}
+
+int main(int argc, char **argv)
+{
+    int status = 2;
+    try {
+        status = run(argc, argv);
+    } catch (const std::exception &e) {
+        std::fprintf(stderr, "%s: %s\n", program, e.what());
+    }
+    if (std::fflush(stdout) != 0 || std::ferror(stdout)) {
+        std::fprintf(stderr, "%s: cannot write standard output: %s\n", program, std::strerror(errno));
+        status = 2;
+    }
+    return status;
+}
