@@ -1,7 +1,7 @@
 # Sourced by tests/run and examples/run: makes sure the build tools are here.
 # As root it installs what is missing; otherwise it prints the install line
 # and stops. With need_gtest=1 set before, what the tests need is needed as
-# well: GoogleTest and groff.
+# well: GoogleTest, groff and GnuCOBOL.
 missing=""
 command -v cmake >/dev/null 2>&1 || missing="$missing cmake"
 command -v g++ >/dev/null 2>&1 || missing="$missing g++"
@@ -13,6 +13,9 @@ if [ "${need_gtest:-0}" = 1 ] && [ ! -f /usr/include/gtest/gtest.h ]; then
 fi
 if [ "${need_gtest:-0}" = 1 ] && ! command -v groff >/dev/null 2>&1; then
     missing="$missing groff-base"  # the manual page's test renders it
+fi
+if [ "${need_gtest:-0}" = 1 ] && ! command -v cobc >/dev/null 2>&1; then
+    missing="$missing gnucobol"  # tarnmap-check is compared with GnuCOBOL
 fi
 if [ -n "$missing" ]; then
     if [ "$(id -u)" = 0 ]; then

@@ -1,0 +1,78 @@
+#!/bin/sh
+# tarnmap-check as a command: its reports, its exit status and its messages.
+# Usage: check_cli.sh TARNMAP_CHECK
+check=$1
+tmp=$(mktemp -d)
+trap 'rm -rf "$tmp"' EXIT
+failed=0
+# expect STATUS WANTED_OUTPUT_FILE ARGS...: standard output ("-": any) and status
+expect() {
+    want=$1 file=$2; shift 2
+    "$check" "$@" >"$tmp/out" 2>"$tmp/err"
+    status=$?
+    if [ "$status" != "$want" ] || { [ "$file" != - ] && ! cmp -s "$file" "$tmp/out"; }; then
+        failed=$((failed + 1))
+        echo "check_cli: $* gave status $status (want $want):"
+        diff "$file" "$tmp/out" | head -10
+        head -3 "$tmp/err"
+    fi
+}
+# says TEXT: the last run's standard error holds TEXT
+says() {
+    grep -q -F -- "$1" "$tmp/err" || { failed=$((failed + 1)); echo "check_cli: no \"$1\" in:"; cat "$tmp/err"; }
+}
+printf '       01 R.\n       05 A PIC S9(4) SIGN LEADING SEPARATE.\n       05 B PIC X.\n       05 C PIC Z(3)9.\n       05 D PIC X.\n' >"$tmp/src.cpy"
+printf '       01 R.\n       05 A PIC X(2).\n       05 B PIC 9(5) COMP.\n' >"$tmp/ok.cpy"
+: >"$tmp/empty"
+
+# Each departure once, the items it moves under it; every item with --all.
+cat >"$tmp/report" <<'EOF'
+file R, record R
+  SIGN LEADING SEPARATE on A (line 2) takes a byte the dictionary does not count:
+    A                              line 2      dictionary 0+4        compiler 0+5
+    B                              line 3      dictionary 4+1        compiler 5+1
+    D                              line 5      dictionary 7+1        compiler 10+1
+  the PICTURE Z(3)9 of C (line 4) is 4 bytes to a compiler, 2 in the dictionary, which counts a repeat count only behind 9, A or X:
+    C                              line 4      dictionary 5+2        compiler 6+4
+4 of 4 items differ from a compiler's layout
+EOF
+expect 1 "$tmp/report" -t "$tmp/src.cpy"
+cat >"$tmp/all" <<'EOF'
+file R, record R
+    A                              line 2      dictionary 0+4        compiler 0+5         [1]
+    B                              line 3      dictionary 4+1        compiler 5+1         [1]
+    C                              line 4      dictionary 5+2        compiler 6+4         [2]
+    D                              line 5      dictionary 7+1        compiler 10+1        [1]
+  [1] SIGN LEADING SEPARATE on A (line 2) takes a byte the dictionary does not count
+  [2] the PICTURE Z(3)9 of C (line 4) is 4 bytes to a compiler, 2 in the dictionary, which counts a repeat count only behind 9, A or X
+4 of 4 items differ from a compiler's layout
+EOF
+expect 1 "$tmp/all" --all -t "$tmp/src.cpy"
+cat >"$tmp/csv" <<'EOF'
+file,record,item,line,dictionary_offset,dictionary_size,compiler_offset,compiler_size,reason
+R,R,C,4,5,2,5,4,"the PICTURE Z(3)9 of C (line 4) is 4 bytes to a compiler, 2 in the dictionary, which counts a repeat count only behind 9, A or X"
+R,R,D,5,7,1,9,1,"the PICTURE Z(3)9 of C (line 4) is 4 bytes to a compiler, 2 in the dictionary, which counts a repeat count only behind 9, A or X"
+EOF
+sed 's/SIGN LEADING SEPARATE/SIGN LEADING/' "$tmp/src.cpy" >"$tmp/lead.cpy"
+expect 1 "$tmp/csv" -t --csv - <"$tmp/lead.cpy"
+printf 'file R, record R\n    A                              line 2      dictionary 0+2        compiler 0+2\n    B                              line 3      dictionary 2+4        compiler 2+4\n0 of 2 items differ from a compiler'\''s layout\n' >"$tmp/agree"
+expect 0 "$tmp/agree" -r --all "$tmp/ok.cpy"
+printf '0 of 2 items differ from a compiler'\''s layout\n' >"$tmp/agree"
+expect 0 "$tmp/agree" -t "$tmp/ok.cpy"
+expect 1 - -th "$tmp/ok.cpy"  # -h: a 5-digit binary item takes 3 bytes
+
+# Trouble: status 2, a message, and nothing on standard output.
+expect 2 "$tmp/empty" "$tmp/ok.cpy"; says "no record (a copybook without an FD needs -t or -r)"
+expect 2 "$tmp/empty" -t "$tmp/nothing.cpy"; says "cannot read $tmp/nothing.cpy"
+expect 2 "$tmp/empty" -x "$tmp/ok.cpy"; says "unknown option -x"
+expect 2 "$tmp/empty" -t "$tmp/ok.cpy" "$tmp/ok.cpy"; says "unexpected argument"
+expect 2 "$tmp/empty" --all; says "usage: tarnmap-check"
+printf '       01 R.\n       05 A PIC X.\n       05 B REDEFINES NOPE PIC X.\n' >"$tmp/stop.cpy"
+expect 2 "$tmp/empty" -t "$tmp/stop.cpy"; says "Unable to locate field NOPE"; says "stops on this source"
+"$check" -t "$tmp/src.cpy" >/dev/full 2>"$tmp/err"
+[ $? = 2 ] || { failed=$((failed + 1)); echo "check_cli: a full disk is no trouble"; }
+says "cannot write standard output"
+"$check" --help | grep -q '^usage: tarnmap-check' || { failed=$((failed + 1)); echo "check_cli: --help"; }
+"$check" --version | grep -q '^tarnmap-check [0-9]' || { failed=$((failed + 1)); echo "check_cli: --version"; }
+echo "check_cli: $failed wrong"
+[ "$failed" = 0 ]
