@@ -37,6 +37,7 @@ struct CheckItem {
 // One departure of the dictionary from a compiler, and where it stands.
 struct Departure {
     int item;                    // the item it is about
+    int behind;                  // the first item behind it and its members
     std::string reason;          // in words, naming the item and its line
 };
 

@@ -5,7 +5,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <initializer_list>
+#include <map>
 #include <string>
+#include <utility>
 
 #include "check/check.h"
 
@@ -146,8 +148,7 @@ CompilerSize compiler_size(const char *picture, const char *usage, std::int16_t 
     const struct { const char *word; std::int32_t bytes; } fixed[] = {
         {"COMP-1", 4}, {"COMPUTATIONAL-1", 4}, {"COMP-2", 8}, {"COMPUTATIONAL-2", 8},
         {"POINTER", 8}, {"PROCEDURE-POINTER", 8}, {"PROGRAM-POINTER", 8}, {"INDEX", 4},
-        {"BINARY-CHAR", 1}, {"BINARY-SHORT", 2}, {"BINARY-LONG", 4}, {"BINARY-DOUBLE", 8},
-        {"BINARY-C-LONG", 8}, {"FLOAT-LONG", 8},
+        {"BINARY-LONG", 4}, {"BINARY-C-LONG", 8}, {"FLOAT-LONG", 8},
     };
     for (const auto &row : fixed)
         if (is(usage, row.word))  // these take no PICTURE
@@ -163,16 +164,25 @@ struct RecordWork {
     Record &record;
     bool hpux;
     std::vector<std::vector<int>> children{};  // by item; roots under index n
+    std::vector<int> end_of{};                 // by item: one past its last member
+    std::vector<int> usage_from{};             // by item: the item whose USAGE it has, or -1
     std::vector<int> own{};                    // departure an item makes itself, or -1
+    std::map<std::pair<int, std::string>, int> known{};  // departures by item and reason
     bool after_odo = false;                    // an OCCURS DEPENDING table is placed: SYNC is off
     int unfinished = -1;                       // the entry the converter stopped in, read only in part
 
     std::vector<CheckItem> &items() { return record.items; }
 
+    // The departure about `item` for `reason`, made once.
     int depart(int item, const std::string &reason)
     {
-        record.departures.push_back(Departure{item, reason});
-        return static_cast<int>(record.departures.size()) - 1;
+        auto found = known.find({item, reason});
+        if (found != known.end())
+            return found->second;
+        record.departures.push_back(Departure{item, end_of[item], reason});
+        int d = static_cast<int>(record.departures.size()) - 1;
+        known.emplace(std::make_pair(item, reason), d);
+        return d;
     }
 
     // The nearest earlier item of `name`, a level 66 excepted, or -1.
@@ -190,52 +200,76 @@ struct RecordWork {
         return max > 1 ? max : 1;
     }
 
-    // Places the items of `list` from `base`; returns their size, or -1.
-    std::int32_t place(const std::vector<int> &list, std::int32_t base)
+    // A group being placed: where it stands in its parent's list, and
+    // where its own members have got to.
+    struct Open {
+        int group;              // -1 for the top list
+        std::int32_t at;        // its offset in its parent's list
+        int target;             // the item it redefines, or -1
+        std::size_t next;       // its next member to place
+        std::int32_t cursor;    // the size of its members so far, or -1
+    };
+
+    // Places the items of `roots` from offset 0, members behind their group,
+    // with a stack rather than recursion, as groups nest deep; returns
+    // their size, or -1.
+    std::int32_t place(const std::vector<int> &roots)
     {
-        std::int32_t cursor = 0;
-        for (int i : list) {
+        std::vector<Open> open{{-1, 0, -1, 0, 0}};
+        for (;;) {
+            Open &top = open.back();
+            const std::vector<int> &list = top.group < 0 ? roots : children[top.group];
+            std::int32_t base = top.group < 0 ? 0 : record.items[top.group].offset;
+            if (top.next == list.size()) {
+                Open done = top;
+                open.pop_back();
+                if (done.group < 0)
+                    return done.cursor;
+                CheckItem &group = record.items[done.group];
+                group.size = group.offset < 0 ? -1 : done.cursor;
+                if (times(done.group) > 1 && group.size > 0)
+                    pad_occurrence(done.group);
+                close_item(open.back(), done.group, done.at, done.target);
+                continue;
+            }
+            int i = list[top.next++];
             CheckItem &item = record.items[i];
             const ClauseLink *clause = item.field->clause;
             int target = clause != nullptr && clause->redefines != 0 ? find(clause->first_name.c_str(), i) : -1;
-            std::int32_t at = target >= 0 ? record.items[target].offset - base : cursor;
-            if (cursor < 0 || at < 0 || base < 0) {
-                item.offset = item.size = -1;
-                place(children[i], -1);
-                cursor = -1;
+            std::int32_t at = target >= 0 ? record.items[target].offset - base : top.cursor;
+            item.offset = top.cursor < 0 || at < 0 || base < 0 ? -1 : extend(base, at);
+            if (item.group) {
+                open.push_back(Open{i, at, target, 0, 0});  // `top` is not used again
                 continue;
             }
-            item.offset = extend(base, at);
-            if (item.group) {
-                item.size = place(children[i], item.offset);
-                if (times(i) > 1 && item.size > 0)
-                    pad_occurrence(i);
-            } else {
-                CompilerSize size = compiler_size(item.notes->picture, item.usage, item.notes->sign_clause);
-                if (item.notes->sync && size.align > 1 && !after_odo && item.offset >= 0) {
-                    item.align = size.align;
-                    item.slack = (size.align - item.offset % size.align) % size.align;
-                    item.offset = extend(item.offset, item.slack);
-                    at = extend(at, item.slack);
-                }
-                item.size = size.bytes;
+            CompilerSize size = compiler_size(item.notes->picture, item.usage, item.notes->sign_clause);
+            if (item.notes->sync && size.align > 1 && !after_odo && item.offset >= 0) {
+                item.align = size.align;
+                item.slack = (size.align - item.offset % size.align) % size.align;
+                item.offset = extend(item.offset, item.slack);
+                at = extend(at, item.slack);
             }
-            after_odo = after_odo || item.notes->depending;
-            std::int32_t end = item.offset < 0 ? -1 : extend(at, item.size, times(i));
-            // A redefining item lies over another; one that is longer carries what follows on.
-            cursor = end < 0 ? -1 : target >= 0 ? (end > cursor ? end : cursor) : end;
+            item.size = item.offset < 0 ? -1 : size.bytes;
+            close_item(top, i, at, target);
         }
-        return cursor;
+    }
+
+    // Item `i` is placed: its parent's members reach on past it.
+    void close_item(Open &parent, int i, std::int32_t at, int target)
+    {
+        const CheckItem &item = record.items[i];
+        after_odo = after_odo || item.notes->depending;
+        std::int32_t end = item.offset < 0 ? -1 : extend(at, item.size, times(i));
+        // A redefining item lies over another; one that is longer carries what follows on.
+        parent.cursor = end < 0 ? -1 : target >= 0 ? (end > parent.cursor ? end : parent.cursor) : end;
     }
 
     // The largest alignment SYNC gave an item under group `i`.
     std::int32_t widest_align(int i) const
     {
         std::int32_t widest = 1;
-        for (int j : children[i]) {
-            std::int32_t align = record.items[j].group ? widest_align(j) : record.items[j].align;
-            widest = align > widest ? align : widest;
-        }
+        for (int j = i + 1; j < end_of[i]; ++j)
+            widest = record.items[j].align > widest ? record.items[j].align : widest;
         return widest;
     }
 
@@ -260,36 +294,42 @@ struct RecordWork {
         std::vector<CheckItem> &all = items();
         int n = static_cast<int>(all.size());
         children.assign(static_cast<std::size_t>(n) + 1, {});
+        end_of.assign(static_cast<std::size_t>(n), n);
+        usage_from.assign(static_cast<std::size_t>(n), -1);
         own.assign(static_cast<std::size_t>(n), -1);
         std::vector<int> open;  // items whose members may follow
         for (int i = 0; i < n; ++i) {
             CheckItem &item = all[i];
+            end_of[i] = i + 1;
             if (item.level == 66)
                 continue;
-            if (item.level == 77)  // a record of its own
-                open.clear();
-            while (!open.empty() && all[open.back()].level >= item.level)
+            while (!open.empty() && (item.level == 77 || all[open.back()].level >= item.level)) {
+                end_of[open.back()] = i;  // a 77 is a record of its own
                 open.pop_back();
+            }
             int parent = open.empty() ? n : open.back();
             children[parent].push_back(i);
             if (parent < n)
                 all[parent].group = true;
-            const char *inherited = parent < n ? all[parent].usage : nullptr;
-            item.usage = item.notes->usage != nullptr ? item.notes->usage : inherited;
+            usage_from[i] = item.notes->usage != nullptr ? i : parent < n ? usage_from[parent] : -1;
+            item.usage = usage_from[i] >= 0 ? all[usage_from[i]].notes->usage : nullptr;
             open.push_back(i);
         }
+        for (int i : open)
+            end_of[i] = n;
         // 77 items start at 0 like a record; the others follow the 01.
         std::vector<int> run;
         for (int i : children[n]) {
             if (all[i].level == 77) {
-                place(run, 0);
+                place(run);
+                run.assign(1, i);
+                place(run);
                 run.clear();
-                place({i}, 0);
             } else {
                 run.push_back(i);
             }
         }
-        place(run, 0);
+        place(run);
         for (int i = 0; i < n; ++i)
             if (all[i].level == 66)
                 rename(i);
@@ -325,13 +365,9 @@ struct RecordWork {
         about = i;
         if (item.size < 0)
             return std::string("a compiler refuses ") + (usage != nullptr ? "USAGE " + std::string(usage) + " on " : "") +
-                   line_of(item) + ", so its layout cannot be compared";
+                   line_of(item) + " as written, or sizes it in a way not known here, so its layout cannot be compared";
         if (item.notes->usage == nullptr && usage != nullptr) {
-            for (int g = i - 1; g >= 0; --g)
-                if (items()[g].group && items()[g].notes->usage == usage) {
-                    about = g;
-                    break;
-                }
+            about = usage_from[i];
             return "USAGE " + std::string(usage) + " of group " + line_of(items()[about]) +
                    " is passed on to its members by a compiler, not by the dictionary";
         }
@@ -365,8 +401,8 @@ struct RecordWork {
     // Whether an elementary member of group `i` is sized differently.
     bool member_differs(int i)
     {
-        for (int j = i + 1; j < static_cast<int>(items().size()) && items()[j].level > items()[i].level; ++j)
-            if (!items()[j].group && items()[j].size != items()[j].field->size)
+        for (int j = i + 1; j < end_of[i]; ++j)
+            if (!items()[j].group && items()[j].level != 66 && items()[j].size != items()[j].field->size)
                 return true;
         return false;
     }
@@ -382,6 +418,9 @@ struct RecordWork {
                                    ", so it has no row in the dictionary and nothing behind it is read");
         } else if (!item.group && item.level != 66 && item.field->type_name == TypeName::none) {
             own[i] = depart(i, line_of(item) + " has no row in the dictionary");
+        } else if (item.level == 66 && (item.offset < 0 || item.size < 0)) {
+            own[i] = depart(i, line_of(item) + " is a level 66 item that renames nothing a compiler can place, "
+                                               "so its layout cannot be compared");
         } else if (item.level == 77 && item.field->offset != 0) {
             own[i] = depart(i, line_of(item) + " is a level 77 item, a record of its own to a compiler; "
                                                "the dictionary counts it into the record before it");
@@ -393,11 +432,7 @@ struct RecordWork {
                                    " slack byte" + (item.slack > 1 ? "s" : "") + " in front of it");
         } else if (!item.group && item.level != 66 && item.size != item.field->size) {
             std::string reason = size_reason(i, about);
-            for (std::size_t d = 0; d < record.departures.size(); ++d)
-                if (record.departures[d].item == about && record.departures[d].reason == reason)
-                    own[i] = static_cast<int>(d);
-            if (own[i] < 0)
-                own[i] = depart(about, reason);
+            own[i] = depart(about, reason);
         } else if (notes.occurs_max > 1 && (item.field->occurs > 1 ? item.field->occurs : 1) != times(i)) {
             own[i] = depart(i, "OCCURS " + std::to_string(notes.occurs_min) + " TO " + std::to_string(notes.occurs_max) +
                                    " on " + line_of(item) + ": the dictionary counts " +
@@ -421,20 +456,17 @@ struct RecordWork {
     // The departure that makes item `i` differ: for a size that differs the
     // item's own, or for a group the first among its members; for an item
     // that is only moved, the first departure before it.
-    int cause_of(int i)
+    int cause_of(int i, int first_own, const std::vector<int> &next_own)
     {
         const CheckItem &item = items()[i];
         if (item.size < 0 || item.size != item.field->size) {
             if (own[i] >= 0)
                 return own[i];
-            if (item.group)
-                for (int j = i + 1; j < static_cast<int>(items().size()) && items()[j].level > item.level; ++j)
-                    if (own[j] >= 0)
-                        return own[j];
+            if (item.group && i + 1 < end_of[i] && next_own[i + 1] < end_of[i])
+                return own[next_own[i + 1]];
         }
-        for (int j = 0; j < i; ++j)
-            if (own[j] >= 0 && items()[j].level != 66)
-                return own[j];
+        if (first_own < i)
+            return own[first_own];
         if (own[i] >= 0)
             return own[i];
         return depart(i, "the dictionary places " + line_of(item) + " at " + std::to_string(item.field->offset) +
@@ -447,8 +479,17 @@ struct RecordWork {
         int n = static_cast<int>(items().size());
         for (int i = 0; i < n; ++i)
             find_own(i);
+        // The first item with a departure of its own (a 66 aside), and from
+        // each item on the next member with one.
+        int first_own = n;
+        std::vector<int> next_own(static_cast<std::size_t>(n) + 1, n);
+        for (int i = n - 1; i >= 0; --i) {
+            next_own[i] = own[i] >= 0 && items()[i].level != 66 ? i : next_own[i + 1];
+            if (own[i] >= 0 && items()[i].level != 66)
+                first_own = i;
+        }
         for (int i = 0; i < n; ++i)
-            items()[i].cause = differs(i) ? cause_of(i) : -1;
+            items()[i].cause = differs(i) ? cause_of(i, first_own, next_own) : -1;
     }
 };
 

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <exception>
 #include <string>
+#include <vector>
 
 #include "check/check.h"
 #include "layout/layout.h"
@@ -81,25 +82,28 @@ void print_record(const Record &record, bool all, bool as_csv)
     if (all)
         for (const CheckItem &item : record.items)
             print_item(record, item, false, true);
-    // A departure whose items all follow an earlier one is still named.
+    // Each departure with its items; one whose items all follow an earlier
+    // departure is still named.
+    std::size_t n = record.items.size();
+    std::vector<std::vector<const CheckItem *>> under(record.departures.size());
+    std::vector<bool> differ_from(n + 1, false);  // some item from here on differs
+    for (std::size_t i = n; i-- > 0;) {
+        const CheckItem &item = record.items[i];
+        if (item.cause >= 0)
+            under[static_cast<std::size_t>(item.cause)].push_back(&item);
+        differ_from[i] = differ_from[i + 1] || item.cause >= 0;
+    }
     for (std::size_t d = 0; d < record.departures.size(); ++d) {
-        // Items behind the departure's item and its members that differ.
-        int about = record.departures[d].item, n = static_cast<int>(record.items.size()), behind = about + 1;
-        while (behind < n && record.items[behind].level > record.items[about].level && record.items[behind].level != 77)
-            ++behind;
-        bool own_items = false, moves = false;
-        for (int i = 0; i < n; ++i) {
-            own_items = own_items || record.items[i].cause == static_cast<int>(d);
-            moves = moves || (i >= behind && record.items[i].cause >= 0);
+        const Departure &departure = record.departures[d];
+        if (all) {
+            std::printf("  [%zu] %s\n", d + 1, departure.reason.c_str());
+            continue;
         }
-        const char *reason = record.departures[d].reason.c_str();
-        if (all)
-            std::printf("  [%zu] %s\n", d + 1, reason);
-        else
-            std::printf("  %s%s\n", reason, own_items ? ":" : moves ? " (what it moves is listed above)" : " (it moves no item)");
-        for (const CheckItem &item : record.items)
-            if (!all && item.cause == static_cast<int>(d))
-                print_item(record, item, false);
+        bool moves = differ_from[static_cast<std::size_t>(departure.behind)];
+        std::printf("  %s%s\n", departure.reason.c_str(),
+                    !under[d].empty() ? ":" : moves ? " (what it moves is listed above)" : " (it moves no item)");
+        for (std::size_t k = under[d].size(); k-- > 0;)
+            print_item(record, *under[d][k], false);
     }
 }
 

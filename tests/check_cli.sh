@@ -72,6 +72,10 @@ expect 2 "$tmp/empty" -t "$tmp/stop.cpy"; says "Unable to locate field NOPE"; sa
 "$check" -t "$tmp/src.cpy" >/dev/full 2>"$tmp/err"
 [ $? = 2 ] || { failed=$((failed + 1)); echo "check_cli: a full disk is no trouble"; }
 says "cannot write standard output"
+# Groups nested 32,768 deep are laid out without running out of stack.
+awk 'BEGIN { print " 01 R."; for (i = 2; i < 32769; i++) printf " %d G%d.\n", i, i; print " 32769 X PIC X." }' >"$tmp/deep.cpy"
+expect 1 - -t "$tmp/deep.cpy"
+tail -n 1 "$tmp/out" | grep -q ' of 32766 items differ' || { failed=$((failed + 1)); echo "check_cli: deep nesting"; tail -n 2 "$tmp/out"; }
 "$check" --help | grep -q '^usage: tarnmap-check' || { failed=$((failed + 1)); echo "check_cli: --help"; }
 "$check" --version | grep -q '^tarnmap-check [0-9]' || { failed=$((failed + 1)); echo "check_cli: --version"; }
 echo "check_cli: $failed wrong"
