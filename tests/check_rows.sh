@@ -1,10 +1,11 @@
 #!/bin/sh
 # The storage rules of tarnmap-check, one row each in tests/check_rows.txt:
-#   OPTIONS | SOURCE | ITEMS | FIRST REASON
+#   OPTIONS | SOURCE | ITEMS | FIRST REASON | DEPARTURES
 # SOURCE is written one entry a line. ITEMS lists every item of
 # tarnmap-check --all --csv in order as NAME DICTIONARY, or NAME
 # DICTIONARY/COMPILER where the two differ (each OFFSET+SIZE, "-" for none);
-# FIRST REASON is the reason of the first item that differs. With cobc
+# FIRST REASON is the reason of the first item that differs; DEPARTURES
+# counts the departures the report names. With cobc
 # installed, the compiler's side of every row is measured by
 # tests/cobc_layout.sh as well (01 records and FILLERs left out), but for
 # rows marked with a leading ~, where GnuCOBOL puts items over each other.
@@ -21,7 +22,7 @@ while IFS= read -r row; do
     n=$((n + 1))
     opts=$(echo "$row" | awk -F' [|] ' '{ sub(/^~/, "", $1); print $1 }')
     echo "$row" | awk -F' [|] ' '{ gsub(/\. /, ".\n", $2); print $2 }' | sed 's/^/       /' >"$tmp/src.cpy"
-    want=$(echo "$row" | awk -F' [|] ' '{ print $3 " | " $4 }')
+    want=$(echo "$row" | awk -F' [|] ' '{ print $3 " | " $4 " | " $5 }')
     # shellcheck disable=SC2086
     "$build/tarnmap-check" $opts --all --csv "$tmp/src.cpy" >"$tmp/csv" 2>/dev/null
     got=$(awk -F, 'FNR > 1 {
@@ -29,7 +30,7 @@ while IFS= read -r row; do
         items = items sep $3 " " dict (dict == comp ? "" : "/" comp); sep = "; "
         r = $0; for (k = 0; k < 8; k++) sub(/^[^,]*,/, "", r)
         if (reason == "" && r != "") { reason = r; sub(/^"/, "", reason); sub(/"$/, "", reason); gsub(/""/, "\"", reason) }
-    } END { print items " | " reason }' "$tmp/csv")
+    } END { print items " | " reason " | " }' "$tmp/csv")$("$build/tarnmap-check" $opts "$tmp/src.cpy" 2>/dev/null | grep -c '^  [^ ]')
     if [ "$got" != "$want" ]; then
         failed=$((failed + 1))
         printf 'check_rows: line %s\n  want %s\n  got  %s\n' "$(grep -n -F -x -- "$row" "$rows" | cut -d: -f1)" "$want" "$got"
