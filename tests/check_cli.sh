@@ -25,18 +25,8 @@ printf '       01 R.\n       05 A PIC S9(4) SIGN LEADING SEPARATE.\n       05 B 
 printf '       01 R.\n       05 A PIC X(2).\n       05 B PIC 9(5) COMP.\n' >"$tmp/ok.cpy"
 : >"$tmp/empty"
 
-# Each departure once, the items it moves under it; every item with --all.
-cat >"$tmp/report" <<'EOF'
-file R, record R
-  SIGN LEADING SEPARATE on A (line 2) takes a byte the dictionary does not count:
-    A                              line 2      dictionary 0+4        compiler 0+5
-    B                              line 3      dictionary 4+1        compiler 5+1
-    D                              line 5      dictionary 7+1        compiler 10+1
-  the PICTURE Z(3)9 of C (line 4) is 4 bytes to a compiler, 2 in the dictionary, which counts a repeat count only behind 9, A or X:
-    C                              line 4      dictionary 5+2        compiler 6+4
-4 of 4 items differ from a compiler's layout
-EOF
-expect 1 "$tmp/report" -t "$tmp/src.cpy"
+# Every item with --all, marked with its departure (the report itself is the
+# manual page's example); the CSV of what differs, from standard input.
 cat >"$tmp/all" <<'EOF'
 file R, record R
     A                              line 2      dictionary 0+4        compiler 0+5         [1]
@@ -55,11 +45,8 @@ R,R,D,5,7,1,9,1,"the PICTURE Z(3)9 of C (line 4) is 4 bytes to a compiler, 2 in 
 EOF
 sed 's/SIGN LEADING SEPARATE/SIGN LEADING/' "$tmp/src.cpy" >"$tmp/lead.cpy"
 expect 1 "$tmp/csv" -t --csv - <"$tmp/lead.cpy"
-printf 'file R, record R\n    A                              line 2      dictionary 0+2        compiler 0+2\n    B                              line 3      dictionary 2+4        compiler 2+4\n0 of 2 items differ from a compiler'\''s layout\n' >"$tmp/agree"
-expect 0 "$tmp/agree" -r --all "$tmp/ok.cpy"
 printf '0 of 2 items differ from a compiler'\''s layout\n' >"$tmp/agree"
 expect 0 "$tmp/agree" -t "$tmp/ok.cpy"
-expect 1 - -th "$tmp/ok.cpy"  # -h: a 5-digit binary item takes 3 bytes
 
 # Trouble: status 2, a message, and nothing on standard output.
 expect 2 "$tmp/empty" "$tmp/ok.cpy"; says "no record (a copybook without an FD needs -t or -r)"

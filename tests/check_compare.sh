@@ -1,0 +1,85 @@
+#!/bin/sh
+# tarnmap-check against its storage rules, against GnuCOBOL and against tarnmap.
+# The rules are the rows of tests/check_rows.txt,
+#   OPTIONS | SOURCE | ITEMS | FIRST REASON | DEPARTURES
+# with SOURCE written one entry a line; ITEMS every item of --all --csv as
+# NAME DICTIONARY, or NAME DICTIONARY/COMPILER where they differ (each
+# OFFSET+SIZE, "-" for unknown); the first reason; and how many departures
+# the report names. With cobc installed, tests/cobc_layout.sh measures the
+# compiler side of each row (but rows marked ~, where GnuCOBOL puts items
+# over each other, and rows with an unknown layout) and of every copybook
+# under examples/; 01 records and FILLERs, which it cannot name, are left
+# out. For the copybooks, the dictionary side must also be tarnmap -r -f's
+# FIELD rows, and a reason must stand exactly where the two layouts differ.
+# Usage: check_compare.sh BUILD_DIR, from the top of the source tree.
+build=$1
+tmp=$(mktemp -d)
+trap 'rm -rf "$tmp"' EXIT
+cobc=$(command -v cobc)
+failed=0 rows=0 measured=0 refused=0
+
+# measure SOURCE CLEAN: GnuCOBOL lays SOURCE out as the check laid out CLEAN
+# ($tmp/csv); status 2 when it does not compile SOURCE.
+measure() {
+    sh tests/cobc_layout.sh "$1" >"$tmp/cobc" 2>"$tmp/err" || { cat "$tmp/err"; return 2; }
+    measured=$((measured + 1))
+    awk '$1 ~ /^0?1$/ { sub(/\r$/, "", $2); sub(/\.$/, "", $2); print $2 }' "$2" >"$tmp/records"
+    awk -F, -v records="$tmp/records" '
+        BEGIN { while ((getline r <records) > 0) record[r]++ }
+        FILENAME != "-" && FNR > 1 && $3 !~ /^FILLER_/ { ours[++no] = $3 "," $7 "," $8 }
+        FILENAME == "-" && record[$1]-- <= 0 { theirs[++nt] = $0 }
+        END { for (i = 1; i <= (no > nt ? no : nt); i++)
+                  if (ours[i] != theirs[i]) { print "  check " ours[i] ", GnuCOBOL " theirs[i]; exit 1 } }' \
+        "$tmp/csv" - <"$tmp/cobc"
+}
+
+while IFS= read -r row; do
+    case $row in '#'* | '') continue ;; esac
+    rows=$((rows + 1))
+    opts=$(echo "$row" | awk -F' [|] ' '{ sub(/^~/, "", $1); print $1 }')
+    echo "$row" | awk -F' [|] ' '{ gsub(/\. /, ".\n", $2); print $2 }' | sed 's/^/       /' >"$tmp/src.cpy"
+    # shellcheck disable=SC2086
+    "$build/tarnmap-check" $opts --all --csv "$tmp/src.cpy" >"$tmp/csv" 2>/dev/null
+    got=$(awk -F, 'FNR > 1 {
+        dict = $5 "+" $6; comp = ($7 == "" ? "-" : $7) "+" ($8 == "" ? "-" : $8)
+        items = items sep $3 " " dict (dict == comp ? "" : "/" comp); sep = "; "
+        r = $0; for (k = 0; k < 8; k++) sub(/^[^,]*,/, "", r)
+        if (reason == "" && r != "") { reason = r; sub(/^"/, "", reason); sub(/"$/, "", reason); gsub(/""/, "\"", reason) }
+    } END { print items " | " reason " | " }' "$tmp/csv")$("$build/tarnmap-check" $opts "$tmp/src.cpy" 2>/dev/null | grep -c '^  [^ ]')
+    want=$(echo "$row" | awk -F' [|] ' '{ print $3 " | " $4 " | " $5 }')
+    if [ "$got" != "$want" ]; then
+        failed=$((failed + 1))
+        printf 'check_compare: %s\n  want %s\n  got  %s\n' "$row" "$want" "$got"
+    elif [ -n "$cobc" ] && case $row$want in '~'* | *'+-'*) false ;; esac; then
+        measure "$tmp/src.cpy" "$tmp/src.cpy" >"$tmp/wrong" || { failed=$((failed + 1)); echo "check_compare: $row"; cat "$tmp/wrong"; }
+    fi
+done <tests/check_rows.txt
+
+for copybook in $(find examples -name '*.cpy' -o -name '*.CPY' -o -name '*.cob' | sort); do
+    [ -n "$cobc" ] || break
+    expand -t 8 "$copybook" | cut -c7-72 | tr a-z A-Z >"$tmp/clean.cpy"
+    "$build/tarnmap-check" -r --all --csv "$tmp/clean.cpy" >"$tmp/csv" 2>/dev/null
+    printf 'D\n/d\n' | "$build/tarnmap" -r -f -o "$tmp/dict.csv" "$tmp/clean.cpy" >/dev/null 2>&1
+    # The FIELD rows of a name are its elementary items in order; the check lists its groups too.
+    measure "$copybook" "$tmp/clean.cpy" >"$tmp/wrong"
+    [ $? = 2 ] && { refused=$((refused + 1)); continue; }
+    awk -F, -v dict="$tmp/dict.csv" '
+        BEGIN {
+            while ((getline line <dict) > 0) {
+                if (line !~ /^"FIELD"/) continue
+                gsub(/"/, "", line); split(line, f, ","); name = f[3]
+                if (name ~ /(_I[0-9]+)+$/) { if (name !~ /(_I1)+$/) continue; sub(/(_I1)+$/, "", name) }
+                if (!((f[2], name, f[5], f[6]) in seen)) { seen[f[2], name, f[5], f[6]]; field[f[2], name, ++nf[f[2], name]] = f[5] "," f[6] }
+            }
+        }
+        FNR > 1 {
+            k = $1 SUBSEP $3; if (field[k, matched[k] + 1] == $5 "," $6) matched[k]++
+            r = $0; for (i = 0; i < 8; i++) sub(/^[^,]*,/, "", r)
+            if (($5 "," $6 != $7 "," $8) != (r != "")) print "  " $3 ": layouts " $5 "," $6 " and " $7 "," $8 ", reason \"" r "\""
+        }
+        END { for (k in nf) if (matched[k] < nf[k]) { split(k, f, SUBSEP); print "  " f[2] ": dictionary " field[k, matched[k] + 1] " not in the check" } }' "$tmp/csv" >>"$tmp/wrong"
+    [ -s "$tmp/wrong" ] && { failed=$((failed + 1)); echo "check_compare: $copybook"; head -5 "$tmp/wrong"; }
+done
+[ -n "$cobc" ] && measured="$measured measured with GnuCOBOL ($refused copybooks it does not compile)" || measured="no cobc: none measured"
+echo "check_compare: $rows rows, $measured, $failed wrong"
+[ "$failed" = 0 ] && [ "$rows" -gt 0 ]
