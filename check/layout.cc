@@ -105,9 +105,20 @@ bool has_lower(const char *text)
     return false;
 }
 
+// A compiler renames no record, level 77 item or other 66.
+bool renamable(std::int32_t level)
+{
+    return level != 1 && level != 66 && level != 77;
+}
+
 std::string occurrences(std::int32_t count)
 {
     return std::to_string(count) + (count == 1 ? " occurrence" : " occurrences");
+}
+
+std::string bytes(std::int32_t count)
+{
+    return std::to_string(count) + (count == 1 ? " byte" : " bytes");
 }
 
 // a + b * times: -1 when any of them is unknown or the result passes
@@ -139,8 +150,12 @@ CompilerSize compiler_size(const char *picture, const char *usage, std::int16_t 
         std::int32_t bytes = pic.alphanumeric ? -1 : binary_bytes(pic.digits, std::strchr(usage, '5') != nullptr);
         return {bytes, bytes};
     }
-    if (is_any(usage, {"COMP-X", "COMPUTATIONAL-X"}))
-        return {pic.alphanumeric ? (pic.positions <= 8 ? pic.positions : -1) : pic.digits >= 1 ? comp_x_bytes(pic.digits) : -1, 1};
+    if (is_any(usage, {"COMP-X", "COMPUTATIONAL-X"})) {
+        std::int32_t bytes = pic.alphanumeric ? (pic.positions <= 8 ? pic.positions : -1)
+                             : pic.digits >= 1 ? comp_x_bytes(pic.digits) : -1;
+        // SYNC aligns it only where it has the size of a machine word
+        return {bytes, bytes == 2 || bytes == 4 || bytes == 8 ? bytes : 1};
+    }
     if (is_any(usage, {"COMP-3", "COMPUTATIONAL-3", "PACKED-DECIMAL"}))
         return {pic.alphanumeric ? -1 : packed, 1};
     if (is_any(usage, {"COMP-6", "COMPUTATIONAL-6"}))
@@ -185,11 +200,12 @@ struct RecordWork {
         return d;
     }
 
-    // The nearest earlier item of `name`, a level 66 excepted, or -1.
-    int find(const char *name, int before) const
+    // The nearest earlier item of `name` that a REDEFINES (or with
+    // `renaming` a level 66) may name, or -1.
+    int find(const char *name, int before, bool renaming) const
     {
         for (int i = before - 1; i >= 0; --i)
-            if (record.items[i].level != 66 && std::strcmp(record.items[i].field->name.c_str(), name) == 0)
+            if ((renaming ? renamable(record.items[i].level) : record.items[i].level != 66) && std::strcmp(record.items[i].field->name.c_str(), name) == 0)
                 return i;
         return -1;
     }
@@ -235,7 +251,7 @@ struct RecordWork {
             int i = list[top.next++];
             CheckItem &item = record.items[i];
             const ClauseLink *clause = item.field->clause;
-            int target = clause != nullptr && clause->redefines != 0 ? find(clause->first_name.c_str(), i) : -1;
+            int target = clause != nullptr && clause->redefines != 0 ? find(clause->first_name.c_str(), i, false) : -1;
             std::int32_t at = target >= 0 ? record.items[target].offset - base : top.cursor;
             item.offset = top.cursor < 0 || at < 0 || base < 0 ? -1 : extend(base, at);
             if (item.group) {
@@ -340,8 +356,8 @@ struct RecordWork {
     {
         CheckItem &item = items()[i];
         const ClauseLink *clause = item.field->clause;
-        int first = clause != nullptr ? find(clause->first_name.c_str(), i) : -1;
-        int last = clause != nullptr && !clause->second_name.empty() ? find(clause->second_name.c_str(), i) : first;
+        int first = clause != nullptr ? find(clause->first_name.c_str(), i, true) : -1;
+        int last = clause != nullptr && !clause->second_name.empty() ? find(clause->second_name.c_str(), i, true) : first;
         item.offset = item.size = -1;
         if (first < 0 || last < 0 || items()[first].offset < 0 || items()[last].size < 0)
             return;
@@ -361,7 +377,7 @@ struct RecordWork {
     {
         const CheckItem &item = items()[i];
         const char *usage = item.usage;
-        std::string dict = std::to_string(item.field->size), comp = std::to_string(item.size);
+        std::string dict = std::to_string(item.field->size), comp = bytes(item.size);
         about = i;
         if (item.size < 0)
             return std::string("a compiler refuses ") + (usage != nullptr ? "USAGE " + std::string(usage) + " on " : "") +
@@ -378,24 +394,24 @@ struct RecordWork {
                    " takes a byte the dictionary does not count";
         if (usage == nullptr || is(usage, "DISPLAY"))
             return "the PICTURE " + std::string(item.notes->picture != nullptr ? item.notes->picture : "") + " of " +
-                   line_of(item) + " is " + comp + " bytes to a compiler, " + dict +
+                   line_of(item) + " is " + comp + " to a compiler, " + dict +
                    " in the dictionary, which counts a repeat count only behind 9, A or X" +
                    (has_lower(item.notes->picture) ? " and a lower-case letter as one position" : "");
         if (is_any(usage, {"COMP-6", "COMPUTATIONAL-6"}))
             return "COMP-6 on " + line_of(item) + " has no sign nibble to a compiler (" + comp +
-                   " bytes); the dictionary packs it with one (" + dict + ")";
+                   "); the dictionary packs it with one (" + dict + ")";
         if (std::strstr(usage, "POINTER") != nullptr)
             return "USAGE " + std::string(usage) + " on " + line_of(item) + " takes " + comp +
-                   " bytes to a compiler; the dictionary gives " + dict;
+                   " to a compiler; the dictionary gives " + dict;
         if (is_any(usage, {"COMP-X", "COMPUTATIONAL-X"}))
             return "COMP-X on " + line_of(item) + " takes " + comp +
-                   " bytes to a compiler; the dictionary sizes it by its binary table (" + dict + ")";
+                   " to a compiler; the dictionary sizes it by its binary table (" + dict + ")";
         if (is_any(usage, {"COMP-5", "COMPUTATIONAL-5"}) && pic.digits <= 2)
-            return "COMP-5 of " + std::to_string(pic.digits) + " digits on " + line_of(item) +
+            return "COMP-5 of " + std::to_string(pic.digits) + (pic.digits == 1 ? " digit on " : " digits on ") + line_of(item) +
                    " takes 1 byte to a compiler; the dictionary's binary table gives " + dict;
         if (hpux && compiler_size(item.notes->picture, "BINARY", 0).bytes == item.size)
-            return "the wide binary table of -h gives " + line_of(item) + " " + dict + " bytes where a compiler stores " + comp;
-        return "the dictionary gives " + line_of(item) + " " + dict + " bytes where a compiler stores " + comp;
+            return "the wide binary table of -h gives " + line_of(item) + " " + bytes(item.field->size) + " where a compiler stores " + comp;
+        return "the dictionary gives " + line_of(item) + " " + bytes(item.field->size) + " where a compiler stores " + comp;
     }
 
     // Whether an elementary member of group `i` is sized differently.
@@ -439,7 +455,7 @@ struct RecordWork {
                                    occurrences(item.field->occurs > 1 ? item.field->occurs : 1) + ", a compiler " +
                                    std::to_string(notes.occurs_max));
         } else if (item.field->clause != nullptr && item.field->clause->redefines != 0 && item.size >= 0) {
-            int target = find(item.field->clause->first_name.c_str(), i);
+            int target = find(item.field->clause->first_name.c_str(), i, false);
             std::int32_t over = target < 0 ? -1 : extend(0, items()[target].size, times(target));
             std::int32_t span = extend(0, item.size, times(i));
             if (target >= 0 && over >= 0 && span > over && !item.group)
@@ -448,8 +464,8 @@ struct RecordWork {
                                        ": a compiler places what follows behind its end");
             else if (target >= 0 && item.group && item.size != item.field->size && !member_differs(i))
                 own[i] = depart(i, "group " + line_of(item) + " redefines " + items()[target].field->name.c_str() +
-                                       ": the dictionary gives it " + std::to_string(item.field->size) +
-                                       " bytes, a compiler the " + std::to_string(item.size) + " of its members");
+                                       ": the dictionary gives it " + bytes(item.field->size) +
+                                       ", a compiler the " + std::to_string(item.size) + " of its members");
         }
     }
 
@@ -470,8 +486,8 @@ struct RecordWork {
         if (own[i] >= 0)
             return own[i];
         return depart(i, "the dictionary places " + line_of(item) + " at " + std::to_string(item.field->offset) +
-                             " with " + std::to_string(item.field->size) + " bytes, a compiler at " +
-                             std::to_string(item.offset) + " with " + std::to_string(item.size));
+                             " with " + bytes(item.field->size) + ", a compiler at " +
+                             std::to_string(item.offset) + " with " + bytes(item.size));
     }
 
     void compare()

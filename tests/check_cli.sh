@@ -1,7 +1,7 @@
 #!/bin/sh
 # tarnmap-check as a command: its reports, its exit status and its messages.
 # Usage: check_cli.sh TARNMAP_CHECK
-check=$1
+case $1 in /*) check=$1 ;; *) check=$PWD/$1 ;; esac
 tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
 failed=0
@@ -45,6 +45,25 @@ R,R,D,5,7,1,9,1,"the PICTURE Z(3)9 of C (line 4) is 4 bytes to a compiler, 2 in 
 EOF
 sed 's/SIGN LEADING SEPARATE/SIGN LEADING/' "$tmp/src.cpy" >"$tmp/lead.cpy"
 expect 1 "$tmp/csv" -t --csv - <"$tmp/lead.cpy"
+# The plain report: an item under the first departure that moves or resizes
+# it, a group under its member's; a departure whose items stand under an
+# earlier one still named. A relative name with a dash is a file.
+printf '       01 R.\n       05 A PIC 9 COMP-5.\n       05 X PIC X.\n       05 Y REDEFINES X PIC XX.\n' >"$tmp/r-p.cpy"
+printf '       05 C PIC X.\n       05 G.\n       10 G1 PIC X.\n       10 E PIC S9 SIGN LEADING SEPARATE.\n       05 F PIC X.\n' >>"$tmp/r-p.cpy"
+cat >"$tmp/plain" <<'EOF'
+file R, record R
+  COMP-5 of 1 digit on A (line 2) takes 1 byte to a compiler; the dictionary's binary table gives 2:
+    A                              line 2      dictionary 0+2        compiler 0+1
+    X                              line 3      dictionary 2+1        compiler 1+1
+    Y                              line 4      dictionary 2+2        compiler 1+2
+    F                              line 9      dictionary 6+1        compiler 7+1
+  Y (line 4) redefines X with 2 bytes over 1: a compiler places what follows behind its end (what it moves is listed above)
+  SIGN LEADING SEPARATE on E (line 8) takes a byte the dictionary does not count:
+    G                              line 6      dictionary 4+2        compiler 4+3
+    E                              line 8      dictionary 5+1        compiler 5+2
+6 of 8 items differ from a compiler's layout
+EOF
+cd "$tmp" && expect 1 "$tmp/plain" -t r-p.cpy
 printf '0 of 2 items differ from a compiler'\''s layout\n' >"$tmp/agree"
 expect 0 "$tmp/agree" -t "$tmp/ok.cpy"
 
