@@ -105,8 +105,9 @@ bool has_lower(const char *text)
     return false;
 }
 
-// A compiler renames no record, level 77 item or other 66.
-bool renamable(std::int32_t level)
+// What a REDEFINES or a level 66 may name within a record: not the record,
+// not a level 77 item (a record of its own to a compiler), not another 66.
+bool nameable(std::int32_t level)
 {
     return level != 1 && level != 66 && level != 77;
 }
@@ -200,12 +201,11 @@ struct RecordWork {
         return d;
     }
 
-    // The nearest earlier item of `name` that a REDEFINES (or with
-    // `renaming` a level 66) may name, or -1.
-    int find(const char *name, int before, bool renaming) const
+    // The nearest earlier item of `name` that a REDEFINES or a 66 may name, or -1.
+    int find(const char *name, int before) const
     {
         for (int i = before - 1; i >= 0; --i)
-            if ((renaming ? renamable(record.items[i].level) : record.items[i].level != 66) && std::strcmp(record.items[i].field->name.c_str(), name) == 0)
+            if (nameable(record.items[i].level) && std::strcmp(record.items[i].field->name.c_str(), name) == 0)
                 return i;
         return -1;
     }
@@ -251,7 +251,7 @@ struct RecordWork {
             int i = list[top.next++];
             CheckItem &item = record.items[i];
             const ClauseLink *clause = item.field->clause;
-            int target = clause != nullptr && clause->redefines != 0 ? find(clause->first_name.c_str(), i, false) : -1;
+            int target = clause != nullptr && clause->redefines != 0 ? find(clause->first_name.c_str(), i) : -1;
             std::int32_t at = target >= 0 ? record.items[target].offset - base : top.cursor;
             item.offset = top.cursor < 0 || at < 0 || base < 0 ? -1 : extend(base, at);
             if (item.group) {
@@ -265,7 +265,7 @@ struct RecordWork {
                 item.offset = extend(item.offset, item.slack);
                 at = extend(at, item.slack);
             }
-            item.size = item.offset < 0 ? -1 : size.bytes;
+            item.size = size.bytes;  // known where it stands or not
             close_item(top, i, at, target);
         }
     }
@@ -356,8 +356,8 @@ struct RecordWork {
     {
         CheckItem &item = items()[i];
         const ClauseLink *clause = item.field->clause;
-        int first = clause != nullptr ? find(clause->first_name.c_str(), i, true) : -1;
-        int last = clause != nullptr && !clause->second_name.empty() ? find(clause->second_name.c_str(), i, true) : first;
+        int first = clause != nullptr ? find(clause->first_name.c_str(), i) : -1;
+        int last = clause != nullptr && !clause->second_name.empty() ? find(clause->second_name.c_str(), i) : first;
         item.offset = item.size = -1;
         if (first < 0 || last < 0 || items()[first].offset < 0 || items()[last].size < 0)
             return;
@@ -444,8 +444,11 @@ struct RecordWork {
             own[i] = depart(i, "USAGE " + std::string(item.notes->usage) + " on group " + line_of(item) +
                                    " gives it a PICTURE of its own in the dictionary");
         } else if (item.slack > 0) {
+            // a size that differs as well is named with it
+            bool sized = !item.group && item.size != item.field->size;
             own[i] = depart(i, "SYNC on " + line_of(item) + ": a compiler puts " + std::to_string(item.slack) +
-                                   " slack byte" + (item.slack > 1 ? "s" : "") + " in front of it");
+                                   " slack byte" + (item.slack > 1 ? "s" : "") + " in front of it" +
+                                   (sized ? "; and " + size_reason(i, about) : ""));
         } else if (!item.group && item.level != 66 && item.size != item.field->size) {
             std::string reason = size_reason(i, about);
             own[i] = depart(about, reason);
@@ -455,7 +458,7 @@ struct RecordWork {
                                    occurrences(item.field->occurs > 1 ? item.field->occurs : 1) + ", a compiler " +
                                    std::to_string(notes.occurs_max));
         } else if (item.field->clause != nullptr && item.field->clause->redefines != 0 && item.size >= 0) {
-            int target = find(item.field->clause->first_name.c_str(), i, false);
+            int target = find(item.field->clause->first_name.c_str(), i);
             std::int32_t over = target < 0 ? -1 : extend(0, items()[target].size, times(target));
             std::int32_t span = extend(0, item.size, times(i));
             if (target >= 0 && over >= 0 && span > over && !item.group)
