@@ -112,14 +112,10 @@ bool nameable(std::int32_t level)
     return level != 1 && level != 66 && level != 77;
 }
 
-std::string occurrences(std::int32_t count)
+// "1 byte", "3 bytes"
+std::string counted(std::int32_t count, const char *noun)
 {
-    return std::to_string(count) + (count == 1 ? " occurrence" : " occurrences");
-}
-
-std::string bytes(std::int32_t count)
-{
-    return std::to_string(count) + (count == 1 ? " byte" : " bytes");
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
 // a + b * times: -1 when any of them is unknown or the result passes
@@ -377,7 +373,7 @@ struct RecordWork {
     {
         const CheckItem &item = items()[i];
         const char *usage = item.usage;
-        std::string dict = std::to_string(item.field->size), comp = bytes(item.size);
+        std::string dict = std::to_string(item.field->size), comp = counted(item.size, "byte");
         about = i;
         if (item.size < 0)
             return std::string("a compiler refuses ") + (usage != nullptr ? "USAGE " + std::string(usage) + " on " : "") +
@@ -410,8 +406,8 @@ struct RecordWork {
             return "COMP-5 of " + std::to_string(pic.digits) + (pic.digits == 1 ? " digit on " : " digits on ") + line_of(item) +
                    " takes 1 byte to a compiler; the dictionary's binary table gives " + dict;
         if (hpux && compiler_size(item.notes->picture, "BINARY", 0).bytes == item.size)
-            return "the wide binary table of -h gives " + line_of(item) + " " + bytes(item.field->size) + " where a compiler stores " + comp;
-        return "the dictionary gives " + line_of(item) + " " + bytes(item.field->size) + " where a compiler stores " + comp;
+            return "the wide binary table of -h gives " + line_of(item) + " " + counted(item.field->size, "byte") + " where a compiler stores " + comp;
+        return "the dictionary gives " + line_of(item) + " " + counted(item.field->size, "byte") + " where a compiler stores " + comp;
     }
 
     // Whether an elementary member of group `i` is sized differently.
@@ -446,8 +442,8 @@ struct RecordWork {
         } else if (item.slack > 0) {
             // a size that differs as well is named with it
             bool sized = !item.group && item.size != item.field->size;
-            own[i] = depart(i, "SYNC on " + line_of(item) + ": a compiler puts " + std::to_string(item.slack) +
-                                   " slack byte" + (item.slack > 1 ? "s" : "") + " in front of it" +
+            own[i] = depart(i, "SYNC on " + line_of(item) + ": a compiler puts " + counted(item.slack, "slack byte") +
+                                   " in front of it" +
                                    (sized ? "; and " + size_reason(i, about) : ""));
         } else if (!item.group && item.level != 66 && item.size != item.field->size) {
             std::string reason = size_reason(i, about);
@@ -455,7 +451,7 @@ struct RecordWork {
         } else if (notes.occurs_max > 1 && (item.field->occurs > 1 ? item.field->occurs : 1) != times(i)) {
             own[i] = depart(i, "OCCURS " + std::to_string(notes.occurs_min) + " TO " + std::to_string(notes.occurs_max) +
                                    " on " + line_of(item) + ": the dictionary counts " +
-                                   occurrences(item.field->occurs > 1 ? item.field->occurs : 1) + ", a compiler " +
+                                   counted(item.field->occurs > 1 ? item.field->occurs : 1, "occurrence") + ", a compiler " +
                                    std::to_string(notes.occurs_max));
         } else if (item.field->clause != nullptr && item.field->clause->redefines != 0 && item.size >= 0) {
             int target = find(item.field->clause->first_name.c_str(), i);
@@ -467,7 +463,7 @@ struct RecordWork {
                                        ": a compiler places what follows behind its end");
             else if (target >= 0 && item.group && item.size != item.field->size && !member_differs(i))
                 own[i] = depart(i, "group " + line_of(item) + " redefines " + items()[target].field->name.c_str() +
-                                       ": the dictionary gives it " + bytes(item.field->size) +
+                                       ": the dictionary gives it " + counted(item.field->size, "byte") +
                                        ", a compiler the " + std::to_string(item.size) + " of its members");
         }
     }
@@ -489,8 +485,8 @@ struct RecordWork {
         if (own[i] >= 0)
             return own[i];
         return depart(i, "the dictionary places " + line_of(item) + " at " + std::to_string(item.field->offset) +
-                             " with " + bytes(item.field->size) + ", a compiler at " +
-                             std::to_string(item.offset) + " with " + bytes(item.size));
+                             " with " + counted(item.field->size, "byte") + ", a compiler at " +
+                             std::to_string(item.offset) + " with " + counted(item.size, "byte"));
     }
 
     void compare()
