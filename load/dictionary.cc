@@ -173,7 +173,7 @@ bool read_dictionary(const char *text, size_t n, Dictionary &dict, std::string &
         Row row;
         long budget = 100000;
         if (!match(line, 0, pattern, 0, row, budget))
-            return fail("a " + std::string(row.cols[0].empty() ? line.substr(1, line.find('"', 1) - 1) : row.cols[0]) +
+            return fail("a " + std::string(line.substr(1, line.find('"', 1) - 1)) +
                         " row needs " + std::to_string(std::strlen(pattern)) + " columns (" + pattern +
                         ": T text in quotes, N number)");
         std::string_view kind = row.cols[0];
