@@ -129,6 +129,7 @@ uint64_t load_bits(const Decoder &d, const unsigned char *p, size_t n)
     return v;
 }
 
+// Two's complement or unsigned, 1 to 8 bytes, in the decoder's byte order.
 Bad decode_binary(const Decoder &d, const Column &c, const unsigned char *p, char *out, size_t &len)
 {
     uint64_t v = load_bits(d, p, c.size);
@@ -188,6 +189,7 @@ Bad decode_vmsdate(const Decoder &d, const Column &c, const unsigned char *p, ch
     return Bad::none;
 }
 
+// Each byte through the code page table; the trailing blanks cut unless kept.
 Bad decode_string(const Decoder &d, const Column &c, const unsigned char *p, char *out, size_t &len)
 {
     size_t k = 0, kept = 0;  // kept: the length up to the last non-blank
@@ -207,6 +209,7 @@ Bad decode_string(const Decoder &d, const Column &c, const unsigned char *p, cha
 
 }  // namespace
 
+// The reason of a bad value, as the report names it.
 const char *bad_name(Bad b)
 {
     switch (b) {
@@ -224,6 +227,7 @@ const char *bad_name(Bad b)
     return "?";
 }
 
+// Room for the digits, the sign, the point, the zeros a scale adds, and working space.
 size_t value_capacity(const Column &c)
 {
     switch (c.spec.kind) {
@@ -238,6 +242,7 @@ size_t value_capacity(const Column &c)
     return 2 * (digits + scale + 24);
 }
 
+// Builds the text straight from the digits, never through a binary number.
 size_t format_decimal(const char *digits, size_t n, bool negative, int scale, char *out)
 {
     while (n > 0 && *digits == '0') {
@@ -275,6 +280,7 @@ size_t format_decimal(const char *digits, size_t n, bool negative, int scale, ch
     return static_cast<size_t>(o + n - out);
 }
 
+// Dispatch on the storage type; the zoned kinds share one function.
 Bad decode(const Decoder &d, const Column &c, const unsigned char *p, char *out, size_t &len)
 {
     len = 0;
@@ -288,6 +294,7 @@ Bad decode(const Decoder &d, const Column &c, const unsigned char *p, char *out,
     }
 }
 
+// The 256 characters of the code page from iconv, and the bytes of blank, signs and zero.
 bool make_decoder(const std::string &encoding, Decoder &d, std::string &error)
 {
     std::string name = encoding == "ascii" ? "ASCII" : encoding == "ebcdic" ? "IBM037" : encoding;

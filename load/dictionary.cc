@@ -50,6 +50,7 @@ bool match(std::string_view line, size_t pos, const char *pattern, size_t k, Row
     return false;
 }
 
+// The value of a number column that match has checked (at most 9 digits).
 int number(std::string_view s)
 {
     bool negative = !s.empty() && s[0] == '-';
@@ -137,6 +138,7 @@ std::string classify(const FieldRow &f, Column &c)
 
 }  // namespace
 
+// Row by row, in one pass; COLUMN rows find their TABLE and FIELD rows by cursors.
 bool read_dictionary(const char *text, size_t n, Dictionary &dict, std::string &error)
 {
     std::vector<FieldRow> fields;

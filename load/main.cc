@@ -19,6 +19,7 @@ namespace {
 
 const char *program = "tarnmap-load";
 
+// The options in short; the manual page has them in full.
 void usage(std::FILE *to)
 {
     std::fprintf(to,
@@ -41,6 +42,7 @@ void usage(std::FILE *to)
                  program);
 }
 
+// A non-negative decimal count of records.
 bool parse_count(const char *s, uint64_t &to)
 {
     char *end;
@@ -165,6 +167,7 @@ bool slurp(const char *path, std::string &text)
 
 }  // namespace
 
+// Options, dictionary, code page; then the run, which loads and reports.
 int main(int argc, char **argv)
 {
     Options o;
