@@ -242,6 +242,26 @@ TEST(Dictionary, RowsAndErrors)
     }
 }
 
+// A COLUMN row without a FIELD row of its item (a repeated FILLER-X keeps
+// its COLUMN rows) is left out with a warning; the other columns load.
+TEST(Dictionary, ColumnWithoutField)
+{
+    const std::string text =
+        "\"FILE\",\"F\",\"INDEXED\",\"FIXED\",4\n"
+        "\"FIELD\",\"F\",\"A\",\"STRING\",0,2,2,0,0,\"\",\"\"\n"
+        "\"DB\",\"D\",\"\",\"DISAM\",\"\"\n"
+        "\"TABLE\",\"D\",\"T\",\"TABLE\",\"F\",\"F\",\"\"\n"
+        "\"COLUMN\",\"D\",\"T\",\"FILLER_X_I1\",\"FILLER-X_I1\",\"VARCHAR\",1,1,1,\"\"\n"
+        "\"COLUMN\",\"D\",\"T\",\"A\",\"A\",\"VARCHAR\",2,1,1,\"\"\n";
+    Dictionary d;
+    std::string error;
+    ASSERT_TRUE(read_dictionary(text.data(), text.size(), d, error)) << error;
+    ASSERT_EQ(d.tables[0].columns.size(), 1u);
+    EXPECT_EQ(d.tables[0].columns[0].spec.name, "A");
+    ASSERT_EQ(d.warnings.size(), 1u);
+    EXPECT_EQ(d.warnings[0].substr(0, 33), "5: no FIELD row for item \"FILLER-");
+}
+
 // A file in memory, as a descriptor for the framing functions.
 int memfile(const std::string &bytes)
 {
