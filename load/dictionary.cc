@@ -174,6 +174,8 @@ bool read_dictionary(const char *text, size_t n, Dictionary &dict, std::string &
         else if (line.substr(0, 5) == "\"DB\",") pattern = "TTTTT";
         else if (line.substr(0, 8) == "\"TABLE\",") pattern = "TTTTTTT";
         else if (line.substr(0, 9) == "\"COLUMN\",") pattern = "TTTTTTNNNT";
+        else if (all.find("Converting parsed data to CSV data.") != std::string_view::npos)
+            return fail("tarnmap's standard output, not a dictionary: write it with tarnmap -o FILE");
         else
             return fail("not a dictionary row (FILE, FIELD, DB, TABLE or COLUMN)");
         Row row;

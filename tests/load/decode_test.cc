@@ -224,7 +224,8 @@ TEST(Dictionary, RowsAndErrors)
 
     struct Bad { std::string text, error; } bad[] = {
         {"\"FILE\",\"F\",\"INDEXED\",\"FIXED\"\n", "1: a FILE row needs 5 columns"},
-        {"Converting parsed data to CSV data.\n", "1: not a dictionary row"},
+        {"Converting parsed data to CSV data.\n", "1: tarnmap's standard output"},
+        {"# a comment\n", "1: not a dictionary row"},
         {"\"DB\",\"D\",\"\",\"DISAM\",\"\"\n\"TABLE\",\"D\",\"T\",\"TABLE\",\"F\",\"F\",\"\"\n", "2: no FILE row"},
         {"\"DB\",\"D\",\"\",\"DISAM\",\"\"\n\"COLUMN\",\"D\",\"T\",\"A\",\"A\",\"VARCHAR\",4,1,1,\"\"\n",
          "2: no TABLE row"},
