@@ -30,7 +30,8 @@ void usage(std::FILE *to)
                  "  --data FILE              the data file of the one --table\n"
                  "  --encoding NAME          ascii (default), ebcdic (code page 037), or an iconv code page\n"
                  "  --byte-order big|little  binary and floating point items (default big)\n"
-                 "  --float ieee|hex         COMP-2 as IEEE 754 (default) or IBM hexadecimal floating point\n"
+                 "  --float ieee|hex[-big|-little]  COMP-2 as IEEE 754 (default) or IBM hexadecimal floating point,\n"
+                 "                           in the byte order of --byte-order or the one given\n"
                  "  --rdw[=little]           records behind 4-byte record descriptor words\n"
                  "  --rdw-length data        the descriptor's length counts the data alone\n"
                  "  --skip N, --count N      pass over N records, load at most N records\n"
@@ -92,11 +93,15 @@ int parse_options(int argc, char **argv, Options &o)
                 return bad("--byte-order is big or little, not \"" + arg + "\"");
             o.little = arg == "little";
             break;
-        case float_kind:
-            if (arg != "ieee" && arg != "hex")
-                return bad("--float is ieee or hex, not \"" + arg + "\"");
-            o.hex_float = arg == "hex";
+        case float_kind: {
+            std::string kind = arg.substr(0, arg.find('-'));
+            std::string order = arg.find('-') == std::string::npos ? "" : arg.substr(arg.find('-') + 1);
+            if ((kind != "ieee" && kind != "hex") || (order != "" && order != "big" && order != "little"))
+                return bad("--float is ieee or hex, with -big or -little, not \"" + arg + "\"");
+            o.hex_float = kind == "hex";
+            o.float_order = order.empty() ? 0 : order[0];
             break;
+        }
         case rdw:
             if (optarg && arg != "little" && arg != "big")
                 return bad("--rdw takes =little or =big, not \"" + arg + "\"");
@@ -193,6 +198,7 @@ int main(int argc, char **argv)
         return 2;
     }
     d.big_endian = !o.little;
+    d.float_big_endian = o.float_order ? o.float_order == 'b' : !o.little;
     d.hex_float = o.hex_float;
     d.keep_blanks = o.keep_blanks;
     return run_load(o, dict_path, dict);

@@ -101,6 +101,14 @@ expect 0 "" -- "$load" --sqlite e.db big.csv
 same "999999999999999999|integer|-1234567890123456.78|text" \
     "$(sqlite3 e.db 'select BIG_INT, typeof(BIG_INT), BIG_DEC, typeof(BIG_DEC) from BIG_REC')" "18 digits read back"
 
+# COMP-2 as GnuCOBOL writes it, in the machine's order beside big-endian COMP.
+dictionary flt '       01  FLT-REC.
+           05  FLT-D          COMP-2.
+           05  FLT-B          PIC S9(4) COMP.'
+printf '\000\000\000\000\000\000\370\077\377\376' >FLT-REC
+expect 0 "" -- "$load" --float ieee-little --csv - --table FLT_REC flt.csv
+same "1.5,-2" "$(sed 1d out | tr -d '\r')" "--float ieee-little beside big-endian binaries"
+
 # Several layouts in one file, told apart by a record type.
 dictionary multi '       01  HDR.
            05  HDR-TYPE       PIC X.

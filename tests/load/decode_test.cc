@@ -153,6 +153,7 @@ TEST(Decode, KnownAnswers)
         std::string error;
         ASSERT_TRUE(make_decoder(c.encoding, d, error)) << error;
         d.big_endian = !c.little;
+        d.float_big_endian = !c.little;
         d.hex_float = c.hex;
         d.keep_blanks = c.keep;
         Column col = column(c.type, static_cast<int>(c.bytes.size()), c.scale);
