@@ -174,6 +174,7 @@ std::unique_ptr<Target> open_sqlite_target(const std::string &file, bool replace
     // A bigger page cache for big tables; the rollback journal stays, so a
     // killed load leaves the database as it was.
     sqlite3_exec(db, "PRAGMA cache_size = -32768", nullptr, nullptr, nullptr);
+    sqlite3_busy_timeout(db, 10000);  // another writer holding the database: wait a while, then fail
     if (sqlite3_exec(db, "SELECT count(*) FROM sqlite_master", nullptr, nullptr, nullptr) != SQLITE_OK) {
         error = file + ": " + sqlite3_errmsg(db);
         sqlite3_close(db);
