@@ -1,16 +1,12 @@
-// tarnmap-load: reads a dictionary written by tarnmap and moves the records
-// of the data files it names into SQLite or CSV: dictionary -> frames ->
-// decode -> target, then the report. Exit status 0 clean, 1 bad values or
-// records, 2 nothing could be loaded, 3 the output could not be written.
-#include <fcntl.h>
+// tarnmap-load: moves the records of the data files a tarnmap dictionary names
+// into SQLite or CSV. Here: the options, the dictionary, the code page; run.cc
+// does the run. Exit status 0 clean, 1 bad values or records, 2 something
+// could not be loaded, 3 the output could not be written.
 #include <getopt.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 
 #include "load/frames.h"
 #include "load/load.h"
