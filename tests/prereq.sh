@@ -17,6 +17,9 @@ fi
 if [ "${need_gtest:-0}" = 1 ] && ! command -v cobc >/dev/null 2>&1; then
     missing="$missing gnucobol"  # tarnmap-check is compared with GnuCOBOL
 fi
+if [ "${need_gtest:-0}" = 1 ] && ! command -v sqlite3 >/dev/null 2>&1; then
+    missing="$missing sqlite3"  # the loader's databases are read back by the sqlite3 shell
+fi
 if [ -n "$missing" ]; then
     if [ "$(id -u)" = 0 ]; then
         echo "Installing:$missing"
