@@ -9,7 +9,6 @@
 #   -v ebcdic=1    also write EBCDIC records (display fields converted)
 #   -v comp5=1     COMP-5 items are compared (native order is little-endian)
 #   -v e95=HEX     the EBCDIC bytes of ASCII 0x20-0x7E, in order
-function fail(msg) { print "gen.awk: " msg >"/dev/stderr"; bad = 1; exit 2 }
 
 # PICTURE with its repeat counts written out: S9(3)V9(2) -> S999V99.
 function expand_pic(p,   out, c, n) {
@@ -26,7 +25,7 @@ function expand_pic(p,   out, c, n) {
 
 # Reads the entries of the record area: level, name, the clauses that decide
 # storage, the source line of the level number.
-function entry(e, line, nth,   t, k, j, lvl, nm, u, pic) {
+function entry(e, line, nth,   t, k, j, lvl, u) {
     k = split(e, t)
     if (k == 0 || t[1] !~ /^[0-9]+$/) return
     lvl = t[1] + 0
@@ -53,7 +52,7 @@ function entry(e, line, nth,   t, k, j, lvl, nm, u, pic) {
 
 # Storage of elementary entry i: kind ("x" text, "a" letters, "z" zoned, "p"
 # packed, "b" binary, "5" COMP-5, "" none we write), digits, scale, sign.
-function classify(i,   u, p, c, k, v) {
+function classify(i,   u, p, v) {
     u = E_usage[i]; p = expand_pic(E_pic[i])
     K[i] = ""; DIG[i] = 0; SC[i] = 0; SGN[i] = (substr(p, 1, 1) == "S")
     if (p == "" || E_other[i]) return
@@ -142,6 +141,7 @@ function occurrence(i, subs, suffix, moved, ok, r,   seed, kind, neg, d, v, lit,
     if (ebcdic && K[i] == "z" && !(E_name[i] in ODO_MAX)) convert_zoned(i, q)
     print TAB[i] "\t" COL[i] suffix "\t" r "\t" (known ? "=" dec_text(neg, d, SC[i]) : "?") >expect
 }
+
 # Zoned bytes to EBCDIC: digits F0-F9, an overpunched sign as zone C or D,
 # a separate sign as 4E or 60.
 function convert_zoned(i, q,   n, first, last) {
@@ -154,6 +154,7 @@ function convert_zoned(i, q,   n, first, last) {
     if (last >= first)
         print "IF TARNMAP-EBC = 1 INSPECT " q " (" first ":" last - first + 1 ") CONVERTING\n    \"0123456789\" TO X\"F0F1F2F3F4F5F6F7F8F9\" END-IF" >prog
 }
+# One sign byte to EBCDIC, overpunched or separate.
 function zone(q, at, sep) {
     if (sep) print "IF TARNMAP-EBC = 1 INSPECT " q " (" at ":1) CONVERTING \"+-\" TO X\"4E60\" END-IF" >prog
     else print "IF TARNMAP-EBC = 1 INSPECT " q " (" at ":1) CONVERTING \"0123456789pqrstuvwxy\"\n    TO X\"C0C1C2C3C4C5C6C7C8C9D0D1D2D3D4D5D6D7D8D9\" END-IF" >prog
@@ -224,7 +225,6 @@ on && incpy {
 /^[ \t]*WORKING-STORAGE SECTION\./ { on = 1 }
 
 END {
-    if (bad) exit 2
     # The tree: parents, records (a wrapper record when the copybook starts
     # below level 01), elementary items, views under a REDEFINES.
     d = 0; nr = 0
