@@ -177,6 +177,8 @@ EOF
             compare "$tmp/expect-$name.txt" "$out" "$tmp/dict-$name.csv" "$name $enc" >>"$tmp/wrong" 2>>"$tmp/counts"
             # The same records in SQLite, read back by the sqlite3 shell as CSV.
             (cd "$dir/$enc" && "$load" --sqlite "$tmp/db.sqlite" --encoding "$enc" --byte-order $order "$tmp/dict-$name.csv") >"$tmp/load.txt" 2>&1
+            st=$?
+            [ $st -le 1 ] || { echo "  $name $enc: tarnmap-load --sqlite exit status $st:"; head -3 "$tmp/load.txt"; } >>"$tmp/wrong"
             for f in "$out"/*.csv; do
                 [ -f "$f" ] || continue
                 t=$(basename "$f" .csv)
