@@ -8,6 +8,8 @@ command -v g++ >/dev/null 2>&1 || missing="$missing g++"
 command -v make >/dev/null 2>&1 || missing="$missing make"
 command -v flex >/dev/null 2>&1 || missing="$missing flex"
 command -v bison >/dev/null 2>&1 || missing="$missing bison"
+[ -f /usr/include/sqlite3.h ] || missing="$missing libsqlite3-dev"  # tarnmap-load
+command -v sqlite3 >/dev/null 2>&1 || missing="$missing sqlite3"  # the example queries what it loaded
 if [ "${need_gtest:-0}" = 1 ] && [ ! -f /usr/include/gtest/gtest.h ]; then
     missing="$missing libgtest-dev"
 fi
@@ -16,9 +18,6 @@ if [ "${need_gtest:-0}" = 1 ] && ! command -v groff >/dev/null 2>&1; then
 fi
 if [ "${need_gtest:-0}" = 1 ] && ! command -v cobc >/dev/null 2>&1; then
     missing="$missing gnucobol"  # tarnmap-check is compared with GnuCOBOL
-fi
-if [ "${need_gtest:-0}" = 1 ] && ! command -v sqlite3 >/dev/null 2>&1; then
-    missing="$missing sqlite3"  # the loader's databases are read back by the sqlite3 shell
 fi
 if [ -n "$missing" ]; then
     if [ "$(id -u)" = 0 ]; then
