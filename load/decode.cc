@@ -292,10 +292,13 @@ bool make_decoder(const std::string &encoding, Decoder &d, std::string &error)
 {
     std::string name = encoding == "ascii" ? "ASCII" : encoding == "ebcdic" ? "IBM037" : encoding;
     iconv_t cd = iconv_open("UTF-8", name.c_str());
+    if (cd == reinterpret_cast<iconv_t>(-1) && name.compare(0, 4, "IBM-") == 0)  // glibc knows IBM500, not IBM-500
+        cd = iconv_open("UTF-8", ("IBM" + name.substr(4)).c_str());
     if (cd == reinterpret_cast<iconv_t>(-1)) {
         error = "iconv knows no code page \"" + encoding + "\"";
         return false;
     }
+    std::memset(d.utf8_len, 0, sizeof d.utf8_len);
     for (int b = 0; b < 256; b++) {
         char in = static_cast<char>(b), *inp = &in, *outp = d.utf8[b];
         size_t inleft = 1, outleft = sizeof d.utf8[b];

@@ -91,6 +91,10 @@ FrameCheck check_framing(int fd, const Framing &f)
         c.error = std::strerror(errno);
         return c;
     }
+    if (!S_ISREG(st.st_mode)) {
+        c.error = "not a regular file, so its framing cannot be checked before the load";
+        return c;
+    }
     c.file_size = static_cast<uint64_t>(st.st_size);
     if (!f.descriptors && (f.record_length == 0 || f.record_length > largest_record)) {
         c.error = "record length " + std::to_string(f.record_length) + " out of range";

@@ -84,6 +84,7 @@ rm ACCT-REC
 expect 2 "ACCT-REC: No such file or directory (table ACCT_REC, dictionary line 7)" -- "$load" --sqlite d.db acct.csv
 printf "$good1" >data
 expect 2 "no table NOSUCH" -- "$load" --table NOSUCH --data data acct.csv
+expect 2 "not a regular file" -- "$load" --table ACCT_REC --data . acct.csv
 expect 2 "no dictionary given" -- "$load"
 
 # Exact read-back: 18 digits as INTEGER, a scaled 18-digit decimal as TEXT.

@@ -143,6 +143,7 @@ const Case cases[] = {
     {"IBM273", "TRAILING-OVERPUNCHED-NUMERIC", 0, B("\xF1\xD2"), "-12"},
     {"IBM273", "LEADING-SIGN-NUMERIC", 0, B("\x4E\xF1\xF2"), "12"},
     {"IBM273", "ZONED", 0, B("\x00\xF0"), nullptr, Bad::non_digit},
+    {"IBM-1140", "STRING", 0, B("\x9F\xC1"), "\xE2\x82\xAC" "A"},  // the euro sign
 };
 
 TEST(Decode, KnownAnswers)
@@ -184,10 +185,14 @@ TEST(Decode, KindFromDigitsAndScale)
     EXPECT_EQ(column("VMSDATE8", 8, 0).spec.kind, ValueKind::timestamp);
 }
 
-TEST(Decode, UnknownCodePage)
+TEST(Decode, CodePageNames)
 {
     Decoder d;
     std::string error;
+    EXPECT_TRUE(make_decoder("IBM-500", d, error)) << error;
+    EXPECT_TRUE(d.ebcdic);
+    EXPECT_TRUE(make_decoder("ISO-8859-1", d, error)) << error;
+    EXPECT_FALSE(d.ebcdic);
     EXPECT_FALSE(make_decoder("NO-SUCH-PAGE", d, error));
     EXPECT_FALSE(make_decoder("UTF-16", d, error));
 }
