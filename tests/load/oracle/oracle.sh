@@ -16,7 +16,8 @@ command -v cobc >/dev/null || { echo "oracle: no cobc: skipped"; exit 77; }
 command -v sqlite3 >/dev/null || { echo "oracle: no sqlite3 shell: skipped"; exit 77; }
 case $cache in /*) ;; *) cache=$PWD/$cache ;; esac
 case $load in /*) ;; *) load=$PWD/$load ;; esac
-[ $# -gt 0 ] || set -- $here/ORACLE.cpy $(find examples -name '*.cpy' -o -name '*.CPY' -o -name '*.cob' | sort)
+all=0
+[ $# -gt 0 ] || { all=1; set -- $here/ORACLE.cpy $(find examples -name '*.cpy' -o -name '*.CPY' -o -name '*.cob' | sort); }
 tmp=$(mktemp -d)
 [ -n "$ORACLE_KEEP" ] && echo "oracle: work files in $tmp" || trap 'rm -rf "$tmp"' EXIT
 mkdir -p "$cache"
@@ -42,6 +43,7 @@ probe() {
 # order as tests/check_compare.sh pairs them (FILLERs stay unmeasured).
 remeasure() {
     m=$cache/layout-$( { cat "$tmp/copybook.cpy"; echo "$2"; } | md5sum | cut -c1-16).txt
+    echo "$m" >>"$tmp/used"
     if [ ! -f "$m" ]; then
         mkdir -p "$tmp/bin"
         printf '#!/bin/sh\nexec %s %s "$@"\n' "$(command -v cobc)" "$2" >"$tmp/bin/cobc"
@@ -72,9 +74,11 @@ variant() {
         -f $here/gen.awk "$tmp/pre.txt" 2>"$tmp/gen.txt" || return 4
     key=$( { cat "$tmp/prog-$1.cob" "$tmp/copybook.cpy"; echo "$3"; } | md5sum | cut -c1-16)
     dir=$cache/$key
+    echo "$dir" >>"$tmp/used"
+    [ ! -f "$dir/refused" ] || return 2
     if [ ! -f "$dir/done" ]; then
         rm -rf "$dir" && mkdir -p "$dir/ascii" "$dir/ebcdic" && cp "$tmp/copybook.cpy" "$tmp/prog-$1.cob" "$dir/"
-        (cd "$dir" && cobc -x -std=ibm $3 -o prog "prog-$1.cob" >cobc.txt 2>&1) || return 2
+        (cd "$dir" && cobc -x -std=ibm $3 -o prog "prog-$1.cob" >cobc.txt 2>&1) || { touch "$dir/refused"; return 2; }
         (cd "$dir" && ./prog) >"$dir/run.txt" 2>&1 || { echo "  the program stopped:"; head -3 "$dir/run.txt"; return 3; }
         touch "$dir/done"
     fi
@@ -196,5 +200,9 @@ EOF
     values=$((values + v)) unknown=$((unknown + u))
     [ -s "$tmp/wrong" ] && { failed=$((failed + 1)); echo "oracle: $copybook"; head -12 "$tmp/wrong"; }
 done
+# A run over every copybook drops what older programs left in the cache.
+if [ $all = 1 ]; then
+    for old in "$cache"/*; do grep -qxF "$old" "$tmp/used" || rm -rf "$old"; done
+fi
 echo "oracle: $books copybooks ($refused not compiled by GnuCOBOL, $twice refused by tarnmap-load), $values values equal, $unknown not compared, $failed wrong"
 [ "$failed" = 0 ] && [ "$values" -gt 0 ]
