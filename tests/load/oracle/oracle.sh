@@ -23,7 +23,7 @@ tmp=$(mktemp -d)
 mkdir -p "$cache"
 # The EBCDIC (code page 037) bytes of printable ASCII, from iconv.
 e95=$(awk 'BEGIN { for (c = 32; c < 127; c++) printf "%c", c }' | iconv -f ASCII -t IBM037 | od -An -tx1 | tr -d ' \n' | tr a-f A-F)
-failed=0 books=0 refused=0 values=0 unknown=0 twice=0
+failed=0 books=0 refused=0 values=0 unknown=0 twice=0 empty=0
 
 # The one cleaning step before tarnmap reads a real source.
 clean() {
@@ -162,7 +162,7 @@ EOF
         case $? in
         0) ;;
         2) refused=$((refused + 1)); echo "oracle: not compiled: $copybook: $(grep -m1 -i error "$dir/cobc.txt")"; break ;;
-        4) grep -q 'no record to write' "$tmp/gen.txt" || cat "$tmp/gen.txt" >>"$tmp/wrong"; break ;;
+        4) grep -q 'no record to write' "$tmp/gen.txt" && empty=$((empty + 1)) || cat "$tmp/gen.txt" >>"$tmp/wrong"; break ;;
         *) echo "  $name: no data" >>"$tmp/wrong"; continue ;;
         esac
         order=big; [ "$name" = little ] && order=little
@@ -204,5 +204,5 @@ done
 if [ $all = 1 ]; then
     for old in "$cache"/*; do grep -qxF "$old" "$tmp/used" || rm -rf "$old"; done
 fi
-echo "oracle: $books copybooks ($refused not compiled by GnuCOBOL, $twice refused by tarnmap-load), $values values equal, $unknown not compared, $failed wrong"
+echo "oracle: $books copybooks ($refused not compiled by GnuCOBOL, $empty without items, $twice refused by tarnmap-load), $values values equal, $unknown not compared, $failed wrong"
 [ "$failed" = 0 ] && [ "$values" -gt 0 ]
