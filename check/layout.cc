@@ -1,6 +1,6 @@
-// The compiler's side of tarnmap-check: how GnuCOBOL (cobc -std=ibm) sizes
-// and places every item of a record, and which departure of the dictionary
-// from it explains each item that differs.
+// The compiler's side of tarnmap-check: how IBM Enterprise COBOL, or GnuCOBOL
+// (cobc -std=ibm), sizes and places every item of a record, and which
+// departure of the dictionary from it explains each item that differs.
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
@@ -130,7 +130,7 @@ std::int32_t extend(std::int32_t a, std::int32_t b, std::int32_t times = 1)
 
 }  // namespace
 
-CompilerSize compiler_size(const char *picture, const char *usage, std::int16_t sign_clause)
+CompilerSize compiler_size(const char *picture, const char *usage, std::int16_t sign_clause, Compiler compiler)
 {
     PictureCount pic = count_picture(picture);
     if (!pic.valid || pic.digits > 38)  // no numeric item holds more digits
@@ -144,7 +144,8 @@ CompilerSize compiler_size(const char *picture, const char *usage, std::int16_t 
     }
     if (is_any(usage, {"COMP", "COMPUTATIONAL", "COMP-4", "COMPUTATIONAL-4", "BINARY", "COMP-5",
                        "COMPUTATIONAL-5"})) {
-        std::int32_t bytes = pic.alphanumeric ? -1 : binary_bytes(pic.digits, std::strchr(usage, '5') != nullptr);
+        bool one_byte = compiler == Compiler::gnucobol && std::strchr(usage, '5') != nullptr;  // COMP-5
+        std::int32_t bytes = pic.alphanumeric ? -1 : binary_bytes(pic.digits, one_byte);
         return {bytes, bytes};
     }
     if (is_any(usage, {"COMP-X", "COMPUTATIONAL-X"})) {
@@ -162,6 +163,8 @@ CompilerSize compiler_size(const char *picture, const char *usage, std::int16_t 
         {"POINTER", 8}, {"PROCEDURE-POINTER", 8}, {"PROGRAM-POINTER", 8}, {"INDEX", 4},
         {"BINARY-LONG", 4}, {"BINARY-C-LONG", 8}, {"FLOAT-LONG", 8},
     };
+    if (compiler == Compiler::ibm && is(usage, "POINTER"))  // 31-bit addresses
+        return picture != nullptr ? CompilerSize{-1, 1} : CompilerSize{4, 4};
     for (const auto &row : fixed)
         if (is(usage, row.word))  // these take no PICTURE
             return picture != nullptr ? CompilerSize{-1, 1} : CompilerSize{row.bytes, row.bytes};
@@ -175,6 +178,7 @@ namespace {
 struct RecordWork {
     Record &record;
     bool hpux;
+    Compiler compiler;
     std::vector<std::vector<int>> children{};  // by item; roots under index n
     std::vector<int> end_of{};                 // by item: one past its last member
     std::vector<int> usage_from{};             // by item: the item whose USAGE it has, or -1
@@ -182,6 +186,8 @@ struct RecordWork {
     std::map<std::pair<int, std::string>, int> known{};  // departures by item and reason
     bool after_odo = false;                    // an OCCURS DEPENDING table is placed: SYNC is off
     int unfinished = -1;                       // the entry the converter stopped in, read only in part
+    int dropped = -1;                          // the first item behind an entry the converter dropped
+    int dropped_line = 0;                      // the line of that entry
 
     std::vector<CheckItem> &items() { return record.items; }
 
@@ -250,11 +256,14 @@ struct RecordWork {
             int target = clause != nullptr && clause->redefines != 0 ? find(clause->first_name.c_str(), i) : -1;
             std::int32_t at = target >= 0 ? record.items[target].offset - base : top.cursor;
             item.offset = top.cursor < 0 || at < 0 || base < 0 ? -1 : extend(base, at);
+            item.sliding = after_odo;
             if (item.group) {
+                if (item.notes->picture != nullptr)  // a compiler refuses it, and all behind it
+                    item.offset = -1;
                 open.push_back(Open{i, at, target, 0, 0});  // `top` is not used again
                 continue;
             }
-            CompilerSize size = compiler_size(item.notes->picture, item.usage, item.notes->sign_clause);
+            CompilerSize size = compiler_size(item.notes->picture, item.usage, item.notes->sign_clause, compiler);
             if (item.notes->sync && size.align > 1 && !after_odo && item.offset >= 0) {
                 item.align = size.align;
                 item.slack = (size.align - item.offset % size.align) % size.align;
@@ -331,9 +340,10 @@ struct RecordWork {
             end_of[i] = n;
         // 77 items start at 0 like a record; the others follow the 01.
         std::vector<int> run;
+        record.length = 0;
         for (int i : children[n]) {
             if (all[i].level == 77) {
-                place(run);
+                keep_length(place(run));
                 run.assign(1, i);
                 place(run);
                 run.clear();
@@ -341,10 +351,38 @@ struct RecordWork {
                 run.push_back(i);
             }
         }
-        place(run);
+        keep_length(place(run));
         for (int i = 0; i < n; ++i)
             if (all[i].level == 66)
                 rename(i);
+    }
+
+    // The record is as long as the longest run of its items that a 77 does not start.
+    void keep_length(std::int32_t length)
+    {
+        record.length = length < 0 || record.length < 0 ? -1 : length > record.length ? length : record.length;
+    }
+
+    // An entry the converter drops at `line` (a syntax error): a compiler has
+    // it, so from there on neither the record nor any group around it has a
+    // known layout. Only a record begun before that line is touched.
+    void drop_behind(int line)
+    {
+        int n = static_cast<int>(items().size());
+        if (dropped >= 0 || n == 0 || items()[0].notes->line > line)
+            return;
+        for (int i = 0; i < n; ++i) {
+            if (items()[i].notes->line < line) {
+                if (end_of[i] > i + 1 && items()[end_of[i] - 1].notes->line >= line)
+                    items()[i].size = -1;  // a group the entry may belong to
+                continue;
+            }
+            if (dropped < 0)
+                dropped = i, dropped_line = line;
+            items()[i].offset = items()[i].size = -1;
+        }
+        if (dropped >= 0)
+            record.length = -1;
     }
 
     // A level 66: one item's place, or the span from one through another.
@@ -405,7 +443,7 @@ struct RecordWork {
         if (is_any(usage, {"COMP-5", "COMPUTATIONAL-5"}) && pic.digits <= 2)
             return "COMP-5 of " + std::to_string(pic.digits) + (pic.digits == 1 ? " digit on " : " digits on ") + line_of(item) +
                    " takes 1 byte to a compiler; the dictionary's binary table gives " + dict;
-        if (hpux && compiler_size(item.notes->picture, "BINARY", 0).bytes == item.size)
+        if (hpux && compiler_size(item.notes->picture, "BINARY", 0, compiler).bytes == item.size)
             return "the wide binary table of -h gives " + line_of(item) + " " + counted(item.field->size, "byte") + " where a compiler stores " + comp;
         return "the dictionary gives " + line_of(item) + " " + counted(item.field->size, "byte") + " where a compiler stores " + comp;
     }
@@ -425,7 +463,14 @@ struct RecordWork {
         const CheckItem &item = items()[i];
         const ItemNotes &notes = *item.notes;
         int about = i;
-        if (item.offset < 0 && unfinished == i) {
+        if (dropped == i) {
+            own[i] = depart(i, "the converter drops the entry at line " + std::to_string(dropped_line) +
+                                   " (a syntax error), which a compiler stores, so the layout from " + line_of(item) +
+                                   " on is unknown");
+        } else if (item.group && notes.picture != nullptr) {
+            own[i] = depart(i, "a compiler refuses " + line_of(item) +
+                                   ": it has a PICTURE and items below it, so the layout from there on is unknown");
+        } else if (item.offset < 0 && unfinished == i) {
             own[i] = depart(i, "the converter stops reading at " + line_of(item) +
                                    ", so it has no row in the dictionary and nothing behind it is read");
         } else if (!item.group && item.level != 66 && item.field->type_name == TypeName::none) {
@@ -510,21 +555,23 @@ struct RecordWork {
 
 }  // namespace
 
-std::vector<Record> check_records(bool hpux, bool stopped)
+std::vector<Record> check_records(bool hpux, bool stopped, const std::vector<int> &dropped, Compiler compiler)
 {
     std::vector<Record> records;
     for (const FileDef *file = state.files; file != nullptr; file = file->next) {
         for (const TableDef *table = file->tables; table != nullptr; table = table->next) {
-            Record record{file, table, {}, {}};
+            Record record{file, table, {}, {}, -1};
             for (const ColumnDef *column = table->columns; column != nullptr; column = column->next) {
                 const ItemNotes *notes = column->field != nullptr ? notes_of(column->field) : nullptr;
                 // A condition name that the converter keeps as an item (the
                 // first of its file) has no storage to a compiler either.
                 if (notes != nullptr && notes->level != 88 && notes->level != 78)
-                    record.items.push_back(CheckItem{column->field, notes, notes->level, false, nullptr, -1, -1, 0, 1, -1});
+                    record.items.push_back(CheckItem{column->field, notes, notes->level, false, nullptr, -1, -1, 0, 1, -1, false});
             }
-            RecordWork work{record, hpux};
+            RecordWork work{record, hpux, compiler};
             work.build();
+            for (int line : dropped)
+                work.drop_behind(line);
             // Clauses of the entry in which the converter stopped went unread.
             const CheckItem *last = record.items.empty() ? nullptr : &record.items.back();
             if (stopped && file->next == nullptr && table->next == nullptr && last != nullptr && !last->group &&

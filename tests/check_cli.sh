@@ -63,7 +63,7 @@ file R, record R
     E                              line 8      dictionary 5+1        compiler 5+2
 6 of 8 items differ from a compiler's layout
 EOF
-cd "$tmp" && expect 1 "$tmp/plain" -t r-p.cpy
+cd "$tmp" && expect 1 "$tmp/plain" --compiler gnucobol -t r-p.cpy
 printf '0 of 2 items differ from a compiler'\''s layout\n' >"$tmp/agree"
 expect 0 "$tmp/agree" -t "$tmp/ok.cpy"
 
