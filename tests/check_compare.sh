@@ -10,7 +10,10 @@
 # over each other, and rows with an unknown layout) and of every copybook
 # under examples/; 01 records and FILLERs, which it cannot name, are left
 # out. For the copybooks, the dictionary side must also be tarnmap -r -f's
-# FIELD rows, and a reason must stand exactly where the two layouts differ.
+# FIELD rows, and a reason must stand exactly where the two layouts differ;
+# and the FIELD rows of tarnmap-check --dictionary must give GnuCOBOL's layout,
+# each row tarnmap's where tarnmap places the item alike. Rows run with
+# --compiler gnucobol but for the IBM ones, which are known answers.
 # Usage: check_compare.sh BUILD_DIR, from the top of the source tree.
 build=$1
 tmp=$(mktemp -d)
@@ -79,6 +82,31 @@ for copybook in $(find examples -name '*.cpy' -o -name '*.CPY' -o -name '*.cob' 
             if (($5 "," $6 != $7 "," $8) != (r != "")) print "  " $3 ": layouts " $5 "," $6 " and " $7 "," $8 ", reason \"" r "\""
         }
         END { for (k in nf) if (matched[k] < nf[k]) { split(k, f, SUBSEP); print "  " f[2] ": dictionary " field[k, matched[k] + 1] " not in the check" } }' "$tmp/csv" >>"$tmp/wrong"
+    # --dictionary: every FIELD row (groups with -s; first occurrences) where GnuCOBOL puts the
+    # item, and a row tarnmap places alike is tarnmap's row, but for a storage type that only a
+    # compiler's rules tell (a sign's place, GnuCOBOL's little-endian native items).
+    printf 'D\n/d\n' | "$build/tarnmap-check" --dictionary --compiler gnucobol -r -f -s -o "$tmp/cdict.csv" \
+        "$tmp/clean.cpy" >/dev/null 2>&1
+    printf 'D\n/d\n' | "$build/tarnmap" -r -f -s -o "$tmp/sdict.csv" "$tmp/clean.cpy" >/dev/null 2>&1
+    awk -F, -v sdict="$tmp/sdict.csv" -v records="$tmp/records" '
+        BEGIN {
+            while ((getline r <records) > 0) record[r]++
+            while ((getline line <sdict) > 0) if (line ~ /^"(FIELD|DB|TABLE)"/) { split(line, f, ","); theirs[f[1], f[2], f[3]] = line }
+        }
+        FILENAME == "-" { if (record[$1]-- <= 0) cobc[$1, ++nc[$1]] = $2 "+" $3; next }
+        /^"(DB|TABLE)"/ && theirs[$1, $2, $3] != $0 { print "  not tarnmap'\''s: " $0 }
+        !/^"FIELD"/ { next }
+        {
+            row = $0; gsub(/"/, ""); name = $3
+            if (name ~ /^FILLER_/ || (name ~ /(_I[0-9]+)+$/ && name !~ /(_I1)+$/)) next
+            sub(/(_I1)+$/, "", name)
+            if (cobc[name, ++k[name]] != $5 "+" $6) print "  " $3 ": dictionary " $5 "+" $6 ", GnuCOBOL " cobc[name, k[name]]
+            s = theirs["\"FIELD\"", "\"" $2 "\"", "\"" $3 "\""]; split(s, t, ",")
+            if (t[5] != $5 || t[6] != $6) next
+            if (t[4] != "\"" $4 "\"" && $4 !~ /-LE$/ && !(t[4] ~ /OVERPUNCH|SIGN|ZONED-NUM/ && $4 ~ /OVERPUNCH|SIGN|ZONED-NUM/)) print "  " $3 ": type " $4 " where tarnmap has " t[4]
+            sub("\"" $4 "\"", t[4], row)
+            if (row != s) print "  " $3 ": " row " where tarnmap has " s
+        }' - "$tmp/cdict.csv" <"$tmp/cobc" >>"$tmp/wrong"
     [ -s "$tmp/wrong" ] && { failed=$((failed + 1)); echo "check_compare: $copybook"; head -5 "$tmp/wrong"; }
 done
 [ -n "$cobc" ] && measured="$measured measured with GnuCOBOL ($refused copybooks it does not compile)" || measured="no cobc: none measured"
