@@ -345,7 +345,9 @@ struct RecordWork {
             if (all[i].level == 77) {
                 keep_length(place(run));
                 run.assign(1, i);
-                place(run);
+                std::int32_t own_length = place(run);
+                if (i == 0)  // the record is the 77 item itself
+                    keep_length(own_length);
                 run.clear();
             } else {
                 run.push_back(i);

@@ -59,7 +59,7 @@ while IFS= read -r row; do
     fi
 done <tests/check_rows.txt
 
-for copybook in $(find examples -name '*.cpy' -o -name '*.CPY' -o -name '*.cob' | sort); do
+for copybook in $(find examples tests/check -name '*.cpy' -o -name '*.CPY' -o -name '*.cob' | sort); do
     [ -n "$cobc" ] || break
     expand -t 8 "$copybook" | cut -c7-72 | tr a-z A-Z >"$tmp/clean.cpy"
     "$build/tarnmap-check" --compiler gnucobol -r --all --csv "$tmp/clean.cpy" >"$tmp/csv" 2>/dev/null
