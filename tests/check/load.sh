@@ -15,9 +15,10 @@ tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
 failed=0
 
-# load COPYBOOK VALUES: VALUES holds "ITEM VALUE1 VALUE2" lines, ITEM as a
+# load COPYBOOK VALUES [DATA FILE]: VALUES holds "ITEM VALUE1 VALUE2" lines, ITEM as a
 # COBOL reference (subscripts in parentheses), each value a COBOL literal
 # that is also the exact text the loader gives (strings quoted, no blanks).
+# DATA, if given, must be the program's FILE exactly.
 load() {
     name=$(basename "$1" .cpy)
     dir=$tmp/$name
@@ -49,6 +50,8 @@ load() {
         }' "$dir/dict.csv" >"$dir/writer.cob"
     (cd "$dir" && cobc -x -std=ibm writer.cob >cobc.err 2>&1 && ./writer) ||
         { echo "check_load: $name: the writer fails"; cat "$dir/cobc.err"; return 1; }
+    # The bundled example data is what the program writes.
+    [ -z "$3" ] || cmp -s "$3" "$dir/$4" || { echo "check_load: $name: $3 is not what GnuCOBOL writes"; return 1; }
     mkdir "$dir/out" "$dir/want"
     "$build/tarnmap-load" --csv "$dir/out" "$dir/dict.csv" >/dev/null 2>"$dir/load.err" ||
         { echo "check_load: $name: tarnmap-load $?"; cat "$dir/load.err"; return 1; }
@@ -93,7 +96,7 @@ payment=$(printf '%s\n' "PAY-ID 'P000000001' 'P000000002'" 'PAY-AMOUNT -1234567.
         printf 'PAY-DUE-DATE(%d) 2026%02d01 2027%02d15\n' "$k" "$k" "$k"
         printf 'PAY-DUE-AMOUNT(%d) %d.50 -%d.05\n' "$k" "$((k * 100))" "$k"
     done)
-load examples/PAYMENT.cpy "$payment" || failed=$((failed + 1))
+load examples/PAYMENT.cpy "$payment" examples/PAYMENT.dat PAYMENT-RECORD || failed=$((failed + 1))
 
 # The departures: the largest magnitudes each COMP-5 size holds by its digits, and small values.
 departures=$(printf '%s\n' 'D-COUNT 42 17' "D-ID 'A01' 'B02'" 'D-LEAD-SEP -12345 1' 'D-TRAIL-SEP -123.45 0.01' \
