@@ -116,6 +116,19 @@ void print_record(const Record &record, bool all, bool as_csv)
     }
 }
 
+// Copies the converter's words to standard error, with a line end behind
+// the last, which it leaves open after a syntax error.
+void pass_on(std::FILE *words)
+{
+    std::rewind(words);
+    char chunk[4096];
+    char last = '\n';
+    for (std::size_t n; (n = std::fread(chunk, 1, sizeof chunk, words)) > 0; last = chunk[n - 1])
+        std::fwrite(chunk, 1, n, stderr);
+    if (last != '\n')
+        std::fputc('\n', stderr);
+}
+
 // The converter's parse and close-out, with its own words (syntax errors,
 // stray characters, its stops) on standard error; false when it stopped
 // the run, which leaves no layout to check. `early` is the line on which it
@@ -125,7 +138,8 @@ bool parse_source(int &early)
     state.keep_notes = 1;
     std::fflush(stdout);
     int saved = dup(1);
-    dup2(2, 1);
+    std::FILE *words = std::tmpfile();  // held, so that they end with a line end
+    dup2(words != nullptr ? fileno(words) : 2, 1);
     parsing = true;
     bool stopped = setjmp(converter_stop) != 0;
     if (!stopped) {
@@ -138,6 +152,10 @@ bool parse_source(int &early)
     std::fflush(stdout);
     dup2(saved, 1);
     close(saved);
+    if (words != nullptr) {
+        pass_on(words);
+        std::fclose(words);
+    }
     return !stopped;
 }
 
