@@ -67,3 +67,9 @@ std::vector<Record> check_records(bool hpux, bool stopped, const std::vector<int
 // the dictionary's and are named on standard error, as `path`:LINE; returns
 // how many.
 int apply_compiler_layout(std::vector<Record> &records, Compiler compiler, const char *path);
+
+// Lines of the converter's syntax errors that drop an entry with storage,
+// in the order met; the parse must run with yyerror and yylex wrapped.
+const std::vector<int> &dropped_lines();
+// Forgets them, for a harness that parses again in the same process.
+void forget_dropped_lines();

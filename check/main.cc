@@ -14,24 +14,18 @@
 #include <vector>
 
 #include "check/check.h"
-#include "grammar.hh"
 #include "dictionary/dictionary.h"
 #include "layout/layout.h"
 #include "parser/parser.h"
 #include "scanner/scanner.h"
 
 extern "C" [[noreturn]] void __real_exit(int status);
-extern "C" void __real__Z7yyerrorPKc(const char *message);  // yyerror
-extern "C" int __real__Z5yylexv();                          // yylex
 
 namespace {
 
 const char *program = "tarnmap-check";
 jmp_buf converter_stop;  // a stop of the converter's run comes back here
 bool parsing = false;    // the converter's parse or writer runs
-std::vector<int> dropped;  // lines of the converter's syntax errors that drop an entry with storage
-int statement_level = 0;   // the level number that begins the statement in work, or 0
-bool statement_begins = true;  // the next token begins a statement
 
 void usage(std::FILE *to)
 {
@@ -287,7 +281,7 @@ int run(int argc, char **argv)
         return 2;
     }
 
-    std::vector<Record> records = check_records(state.hpux != 0, early != 0, dropped, options.compiler);
+    std::vector<Record> records = check_records(state.hpux != 0, early != 0, dropped_lines(), options.compiler);
     if (early != 0)
         std::fprintf(stderr, "%s: %s: the converter stops reading at line %d; what follows is in neither layout\n",
                      program, path, early);
@@ -329,15 +323,6 @@ extern "C" [[noreturn]] void __wrap_exit(int status)
     __real_exit(status);
 }
 
-// A syntax error makes the converter drop the entry it stands in; a
-// condition or RENAMES entry has no storage to lose.
-extern "C" void __wrap__Z7yyerrorPKc(const char *message)
-{
-    if (statement_level != 88 && statement_level != 78 && statement_level != 66)
-        dropped.push_back(state.line_no);
-    __real__Z7yyerrorPKc(message);
-}
-
 int main(int argc, char **argv)
 {
     int status = 2;
@@ -353,12 +338,3 @@ int main(int argc, char **argv)
     return status;
 }
 
-// Notes the level number that begins each statement, for the syntax errors.
-extern "C" int __wrap__Z5yylexv()
-{
-    int token = __real__Z5yylexv();
-    if (statement_begins)
-        statement_level = token == t_NUMERIC && yylval != nullptr ? text_to_int(yylval) : 0;
-    statement_begins = token == t_TERMINATOR;
-    return token;
-}
