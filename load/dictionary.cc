@@ -194,8 +194,8 @@ bool read_dictionary(const char *text, size_t n, Dictionary &dict, std::string &
             f.name = row.cols[1];
             f.variable = row.cols[3] == "VARIABLE";
             int length = number(row.cols[4]);
-            if (length <= 0)
-                return fail("record length " + std::to_string(length) + " is not positive");
+            if (length <= 0 || length > (16 << 20))
+                return fail("record length " + std::to_string(length) + " out of range (1 to 16 MiB)");
             f.record_length = static_cast<uint32_t>(length);
             f.line = line_no;
             dict.files.push_back(f);
