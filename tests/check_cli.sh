@@ -126,6 +126,14 @@ EOT
 [ $? = 1 ] && grep -q '"FIELD","R","B","STRING",1,1,1' "$tmp/drop.csv" || { failed=$((failed + 1)); echo "check_cli: dropped entry"; }
 says "-:4: B keeps the dictionary's place (1+1): the converter drops the entry at line 3"
 says "file R keeps the dictionary's record length (2)"
+# Behind an OCCURS DEPENDING table an item moves with the count to IBM, and
+# keeps the dictionary's row; GnuCOBOL places it behind the maximum.
+printf '       01 R.\n       05 N PIC 9.\n       05 T OCCURS 1 TO 3 DEPENDING ON N PIC X(2).\n       05 Z PIC X.\n' >"$tmp/odo.cpy"
+expect 1 - --dictionary -t "$tmp/odo.cpy" <"$tmp/answers"
+grep -q '^"FIELD","R","Z","STRING",5,1,' "$tmp/out" || { failed=$((failed + 1)); echo "check_cli: ibm Z"; }
+says "odo.cpy:4: Z keeps the dictionary's place (5+1): it lies behind an OCCURS DEPENDING ON table"
+expect 0 - --dictionary --compiler gnucobol -t "$tmp/odo.cpy" <"$tmp/answers"
+grep -q '^"FIELD","R","Z","STRING",7,1,' "$tmp/out" || { failed=$((failed + 1)); echo "check_cli: gnucobol Z"; }
 expect 2 "$tmp/empty" -t -f "$tmp/ok.cpy"; says "-f, -s and -o go with --dictionary"
 expect 2 "$tmp/empty" --compiler ibx -t "$tmp/ok.cpy"; says "--compiler is ibm or gnucobol"
 printf '\n\n' >"$tmp/blank"
