@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,22 @@
 
 // Whose storage rules: they differ in a few sizes and in byte order.
 enum class Compiler { ibm, gnucobol };
+
+// A compiler takes no item of this many bytes, nor a repeat count beyond it.
+constexpr std::int32_t MOST_BYTES = 0x3fffffff;
+
+// What a PICTURE (as written; null for none) says to a compiler.
+struct PictureCount {
+    std::int32_t positions = 0;
+    std::int32_t digits = 0;
+    bool alphanumeric = false;
+    bool is_signed = false;
+    bool valid = true;  // every repeat count at least 1, and the total in reason
+};
+PictureCount count_picture(const char *picture);
+
+// Whether a USAGE word (null for none) is one of `words`.
+bool usage_is(const char *usage, std::initializer_list<const char *> words);
 
 // The storage of an elementary item as a compiler works it out.
 struct CompilerSize {

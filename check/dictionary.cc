@@ -4,19 +4,10 @@
 // Called by main after check_records; write_dictionary does the rest.
 #include <cstdio>
 #include <cstring>
-#include <initializer_list>
 
 #include "check/check.h"
 
 namespace {
-
-bool is_any(const char *usage, std::initializer_list<const char *> words)
-{
-    for (const char *word : words)
-        if (usage != nullptr && std::strcmp(usage, word) == 0)
-            return true;
-    return false;
-}
 
 // How a compiler stores an elementary item, as far as its type goes.
 enum class Kind { display, binary, native_binary, packed, comp6, float4, float8, unknown };
@@ -28,18 +19,18 @@ Kind kind_of(const char *usage)
 {
     if (usage == nullptr || std::strcmp(usage, "DISPLAY") == 0)
         return Kind::display;
-    if (is_any(usage, {"COMP", "COMPUTATIONAL", "COMP-4", "COMPUTATIONAL-4", "BINARY", "COMP-X", "COMPUTATIONAL-X"}))
+    if (usage_is(usage, {"COMP", "COMPUTATIONAL", "COMP-4", "COMPUTATIONAL-4", "BINARY", "COMP-X", "COMPUTATIONAL-X"}))
         return Kind::binary;
-    if (is_any(usage, {"COMP-5", "COMPUTATIONAL-5", "INDEX", "POINTER", "PROCEDURE-POINTER", "PROGRAM-POINTER",
+    if (usage_is(usage, {"COMP-5", "COMPUTATIONAL-5", "INDEX", "POINTER", "PROCEDURE-POINTER", "PROGRAM-POINTER",
                        "BINARY-LONG", "BINARY-C-LONG"}))
         return Kind::native_binary;
-    if (is_any(usage, {"COMP-3", "COMPUTATIONAL-3", "PACKED-DECIMAL"}))
+    if (usage_is(usage, {"COMP-3", "COMPUTATIONAL-3", "PACKED-DECIMAL"}))
         return Kind::packed;
-    if (is_any(usage, {"COMP-6", "COMPUTATIONAL-6"}))
+    if (usage_is(usage, {"COMP-6", "COMPUTATIONAL-6"}))
         return Kind::comp6;
-    if (is_any(usage, {"COMP-1", "COMPUTATIONAL-1"}))
+    if (usage_is(usage, {"COMP-1", "COMPUTATIONAL-1"}))
         return Kind::float4;
-    if (is_any(usage, {"COMP-2", "COMPUTATIONAL-2", "FLOAT-LONG"}))
+    if (usage_is(usage, {"COMP-2", "COMPUTATIONAL-2", "FLOAT-LONG"}))
         return Kind::float8;
     return Kind::unknown;
 }

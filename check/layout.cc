@@ -2,9 +2,7 @@
 // (cobc -std=ibm), sizes and places every item of a record, and which
 // departure of the dictionary from it explains each item that differs.
 #include <cctype>
-#include <cstdlib>
 #include <cstring>
-#include <initializer_list>
 #include <map>
 #include <string>
 #include <utility>
@@ -12,85 +10,6 @@
 #include "check/check.h"
 
 namespace {
-
-// What a PICTURE says to a compiler: case does not matter, every symbol
-// takes a byte (a repeat count repeats any symbol) but S, V and P, and the
-// digit count leaves out P.
-struct PictureCount {
-    std::int32_t positions = 0;
-    std::int32_t digits = 0;
-    bool alphanumeric = false;
-    bool is_signed = false;
-    bool valid = true;  // every repeat count at least 1, and the total in reason
-};
-
-// A compiler takes no item of this many bytes, nor a repeat count beyond it.
-constexpr std::int32_t MOST_BYTES = 0x3fffffff;
-
-PictureCount count_picture(const char *picture)
-{
-    PictureCount count;
-    for (const char *p = picture; p != nullptr && *p != '\0';) {
-        char c = static_cast<char>(std::toupper(static_cast<unsigned char>(*p++)));
-        std::int32_t times = 1;
-        if (*p == '(') {
-            long written = std::strtol(p + 1, nullptr, 10);
-            times = written >= 1 && written <= MOST_BYTES ? static_cast<std::int32_t>(written) : 0;
-            const char *close = std::strchr(p, ')');
-            p = close != nullptr ? close + 1 : p + std::strlen(p);
-        }
-        if (times == 0 || count.positions > MOST_BYTES - 2 * times) {
-            count.valid = false;
-            break;
-        }
-        if (c == 'S')
-            count.is_signed = true;
-        else if (c == 'V' || c == 'P')
-            continue;
-        else if (c == 'N')  // national: two bytes a position
-            count.positions += 2 * times;
-        else
-            count.positions += times;
-        if (c == '9')
-            count.digits += times;
-        if (c == 'X' || c == 'A')
-            count.alphanumeric = true;
-    }
-    return count;
-}
-
-bool is(const char *usage, const char *word)
-{
-    return usage != nullptr && std::strcmp(usage, word) == 0;
-}
-
-bool is_any(const char *usage, std::initializer_list<const char *> words)
-{
-    for (const char *word : words)
-        if (is(usage, word))
-            return true;
-    return false;
-}
-
-// Bytes of a binary item of `digits` digits; COMP-5 has a 1-byte size.
-std::int32_t binary_bytes(std::int32_t digits, bool one_byte)
-{
-    if (digits < 1 || digits > 18)
-        return -1;
-    return one_byte && digits <= 2 ? 1 : digits <= 4 ? 2 : digits <= 9 ? 4 : 8;
-}
-
-// Smallest byte count that holds 10^digits - 1, for COMP-X.
-std::int32_t comp_x_bytes(std::int32_t digits)
-{
-    double largest = 1;
-    for (std::int32_t i = 0; i < digits; ++i)
-        largest *= 10;
-    std::int32_t bytes = 1;
-    for (double room = 256; room < largest; room *= 256)
-        ++bytes;
-    return bytes;
-}
 
 std::string line_of(const CheckItem &item)
 {
@@ -127,51 +46,6 @@ std::int32_t extend(std::int32_t a, std::int32_t b, std::int32_t times = 1)
     std::int64_t sum = a + std::int64_t{b} * times;
     return sum > MOST_BYTES ? -1 : static_cast<std::int32_t>(sum);
 }
-
-}  // namespace
-
-CompilerSize compiler_size(const char *picture, const char *usage, std::int16_t sign_clause, Compiler compiler)
-{
-    PictureCount pic = count_picture(picture);
-    if (!pic.valid || pic.digits > 38)  // no numeric item holds more digits
-        return {-1, 1};
-    std::int32_t packed = pic.digits >= 1 ? pic.digits / 2 + 1 : -1;
-    if (usage == nullptr || is(usage, "DISPLAY")) {
-        if (pic.positions == 0)
-            return {-1, 1};
-        bool separate = !pic.alphanumeric && (sign_clause == 2 || sign_clause == 4);
-        return {pic.positions + (separate ? 1 : 0), 1};
-    }
-    if (is_any(usage, {"COMP", "COMPUTATIONAL", "COMP-4", "COMPUTATIONAL-4", "BINARY", "COMP-5",
-                       "COMPUTATIONAL-5"})) {
-        bool one_byte = compiler == Compiler::gnucobol && std::strchr(usage, '5') != nullptr;  // COMP-5
-        std::int32_t bytes = pic.alphanumeric ? -1 : binary_bytes(pic.digits, one_byte);
-        return {bytes, bytes};
-    }
-    if (is_any(usage, {"COMP-X", "COMPUTATIONAL-X"})) {
-        std::int32_t bytes = pic.alphanumeric ? (pic.positions <= 8 ? pic.positions : -1)
-                             : pic.digits >= 1 ? comp_x_bytes(pic.digits) : -1;
-        // SYNC aligns it only where it has the size of a machine word
-        return {bytes, bytes == 2 || bytes == 4 || bytes == 8 ? bytes : 1};
-    }
-    if (is_any(usage, {"COMP-3", "COMPUTATIONAL-3", "PACKED-DECIMAL"}))
-        return {pic.alphanumeric ? -1 : packed, 1};
-    if (is_any(usage, {"COMP-6", "COMPUTATIONAL-6"}))
-        return {pic.alphanumeric || packed < 0 ? -1 : pic.is_signed ? packed : (pic.digits + 1) / 2, 1};
-    const struct { const char *word; std::int32_t bytes; } fixed[] = {
-        {"COMP-1", 4}, {"COMPUTATIONAL-1", 4}, {"COMP-2", 8}, {"COMPUTATIONAL-2", 8},
-        {"POINTER", 8}, {"PROCEDURE-POINTER", 8}, {"PROGRAM-POINTER", 8}, {"INDEX", 4},
-        {"BINARY-LONG", 4}, {"BINARY-C-LONG", 8}, {"FLOAT-LONG", 8},
-    };
-    if (compiler == Compiler::ibm && is(usage, "POINTER"))  // 31-bit addresses
-        return picture != nullptr ? CompilerSize{-1, 1} : CompilerSize{4, 4};
-    for (const auto &row : fixed)
-        if (is(usage, row.word))  // these take no PICTURE
-            return picture != nullptr ? CompilerSize{-1, 1} : CompilerSize{row.bytes, row.bytes};
-    return {-1, 1};  // QUAD, DATE and the like: no compiler knows them
-}
-
-namespace {
 
 // Lays out the items of one record by a compiler's rules and finds the
 // departures of the dictionary from it.
@@ -428,21 +302,21 @@ struct RecordWork {
         if (usage == nullptr && (sign == 2 || sign == 4) && item.size == item.field->size + 1)
             return std::string("SIGN ") + (sign == 4 ? "LEADING" : "TRAILING") + " SEPARATE on " + line_of(item) +
                    " takes a byte the dictionary does not count";
-        if (usage == nullptr || is(usage, "DISPLAY"))
+        if (usage == nullptr || usage_is(usage, {"DISPLAY"}))
             return "the PICTURE " + std::string(item.notes->picture != nullptr ? item.notes->picture : "") + " of " +
                    line_of(item) + " is " + comp + " to a compiler, " + dict +
                    " in the dictionary, which counts a repeat count only behind 9, A or X" +
                    (has_lower(item.notes->picture) ? " and a lower-case letter as one position" : "");
-        if (is_any(usage, {"COMP-6", "COMPUTATIONAL-6"}))
+        if (usage_is(usage, {"COMP-6", "COMPUTATIONAL-6"}))
             return "COMP-6 on " + line_of(item) + " has no sign nibble to a compiler (" + comp +
                    "); the dictionary packs it with one (" + dict + ")";
         if (std::strstr(usage, "POINTER") != nullptr)
             return "USAGE " + std::string(usage) + " on " + line_of(item) + " takes " + comp +
                    " to a compiler; the dictionary gives " + dict;
-        if (is_any(usage, {"COMP-X", "COMPUTATIONAL-X"}))
+        if (usage_is(usage, {"COMP-X", "COMPUTATIONAL-X"}))
             return "COMP-X on " + line_of(item) + " takes " + comp +
                    " to a compiler; the dictionary sizes it by its binary table (" + dict + ")";
-        if (is_any(usage, {"COMP-5", "COMPUTATIONAL-5"}) && pic.digits <= 2)
+        if (usage_is(usage, {"COMP-5", "COMPUTATIONAL-5"}) && pic.digits <= 2)
             return "COMP-5 of " + std::to_string(pic.digits) + (pic.digits == 1 ? " digit on " : " digits on ") + line_of(item) +
                    " takes 1 byte to a compiler; the dictionary's binary table gives " + dict;
         if (hpux && compiler_size(item.notes->picture, "BINARY", 0, compiler).bytes == item.size)
