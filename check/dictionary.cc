@@ -17,12 +17,12 @@ enum class Kind { display, binary, native_binary, packed, comp6, float4, float8,
 // the machines it runs on here; COMP and BINARY are big-endian there too.
 Kind kind_of(const char *usage)
 {
-    if (usage == nullptr || std::strcmp(usage, "DISPLAY") == 0)
+    if (usage == nullptr || usage_is(usage, {"DISPLAY"}))
         return Kind::display;
     if (usage_is(usage, {"COMP", "COMPUTATIONAL", "COMP-4", "COMPUTATIONAL-4", "BINARY", "COMP-X", "COMPUTATIONAL-X"}))
         return Kind::binary;
     if (usage_is(usage, {"COMP-5", "COMPUTATIONAL-5", "INDEX", "POINTER", "PROCEDURE-POINTER", "PROGRAM-POINTER",
-                       "BINARY-LONG", "BINARY-C-LONG"}))
+                         "BINARY-LONG", "BINARY-C-LONG"}))
         return Kind::native_binary;
     if (usage_is(usage, {"COMP-3", "COMPUTATIONAL-3", "PACKED-DECIMAL"}))
         return Kind::packed;
