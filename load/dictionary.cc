@@ -2,6 +2,7 @@
 // row is matched against its kind's known columns (text or number), trying
 // each closing quote that a comma or the line end follows; then COLUMN rows
 // are tied to their TABLE and FIELD rows, and each column gets its kind.
+#include <climits>
 #include <cstring>
 #include <string_view>
 
@@ -54,8 +55,9 @@ int number(std::string_view s)
 {
     bool negative = !s.empty() && s[0] == '-';
     long v = 0;
-    for (size_t i = negative ? 1 : 0; i < s.size(); i++)
+    for (size_t i = negative ? 1 : 0; i < s.size() && v <= INT_MAX; i++)  // past int, it stays past, without overflow
         v = v * 10 + (s[i] - '0');
+    v = v > INT_MAX ? INT_MAX : v;
     return static_cast<int>(negative ? -v : v);
 }
 
