@@ -1,14 +1,34 @@
 // tarnmap-check: the records the converter has read, laid out a second time
-// by a COBOL compiler's storage rules (IBM Enterprise COBOL as GnuCOBOL
-// gives them with cobc -std=ibm), and the items whose dictionary offset or
-// size differs, each with the first departure that causes it.
+// by a COBOL compiler's storage rules (IBM Enterprise COBOL's, or GnuCOBOL's
+// with cobc -std=ibm), and the items whose dictionary offset or size
+// differs, each with the first departure that causes it.
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
 #include "model/model.h"
+
+// Whose storage rules: they differ in a few sizes and in byte order.
+enum class Compiler { ibm, gnucobol };
+
+// A compiler takes no item of this many bytes, nor a repeat count beyond it.
+constexpr std::int32_t MOST_BYTES = 0x3fffffff;
+
+// What a PICTURE (as written; null for none) says to a compiler.
+struct PictureCount {
+    std::int32_t positions = 0;
+    std::int32_t digits = 0;
+    bool alphanumeric = false;
+    bool is_signed = false;
+    bool valid = true;  // every repeat count at least 1, and the total in reason
+};
+PictureCount count_picture(const char *picture);
+
+// Whether a USAGE word (null for none) is one of `words`.
+bool usage_is(const char *usage, std::initializer_list<const char *> words);
 
 // The storage of an elementary item as a compiler works it out.
 struct CompilerSize {
@@ -19,7 +39,8 @@ struct CompilerSize {
 // Bytes a compiler stores for an elementary item with this PICTURE (as
 // written; null for none), USAGE word (its own or its group's; null for
 // DISPLAY) and SIGN clause kind (2 and 4 are SEPARATE).
-CompilerSize compiler_size(const char *picture, const char *usage, std::int16_t sign_clause);
+CompilerSize compiler_size(const char *picture, const char *usage, std::int16_t sign_clause,
+                           Compiler compiler = Compiler::gnucobol);
 
 // One item of a record, laid out both ways.
 struct CheckItem {
@@ -32,6 +53,7 @@ struct CheckItem {
     std::int32_t slack;          // bytes SYNC put in front of it
     std::int32_t align;          // what SYNC aligned it to; 1 when not aligned
     int cause;                   // index into Record::departures, -1 when it agrees
+    bool sliding;                // behind an OCCURS DEPENDING table: where it lies depends on the count
 };
 
 // One departure of the dictionary from a compiler, and where it stands.
@@ -47,9 +69,24 @@ struct Record {
     const TableDef *table;
     std::vector<CheckItem> items;
     std::vector<Departure> departures;
+    std::int32_t length;         // the compiler's record length, level 77 items aside; -1 unknown
 };
 
 // Every record of the model, laid out by the compiler's rules and compared;
 // `hpux` as the converter's -h; `stopped` when the converter stopped reading
-// before the end of the source.
-std::vector<Record> check_records(bool hpux, bool stopped);
+// before the end of the source; `dropped` the lines of its syntax errors,
+// each of which drops an entry.
+std::vector<Record> check_records(bool hpux, bool stopped, const std::vector<int> &dropped, Compiler compiler);
+
+// Puts every item of `records` where the compiler stores it, in the model the
+// converter's writer reads: offset, size, occurrences, storage type and the
+// FILE row's record length. Items whose place a compiler leaves unknown keep
+// the dictionary's and are named on standard error, as `path`:LINE; returns
+// how many.
+int apply_compiler_layout(std::vector<Record> &records, Compiler compiler, const char *path);
+
+// Lines of the converter's syntax errors that drop an entry with storage,
+// in the order met; the parse must run with yyerror and yylex wrapped.
+const std::vector<int> &dropped_lines();
+// Forgets them, for a harness that parses again in the same process.
+void forget_dropped_lines();

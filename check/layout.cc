@@ -1,10 +1,8 @@
-// The compiler's side of tarnmap-check: how GnuCOBOL (cobc -std=ibm) sizes
-// and places every item of a record, and which departure of the dictionary
-// from it explains each item that differs.
+// The compiler's side of tarnmap-check: how IBM Enterprise COBOL, or GnuCOBOL
+// (cobc -std=ibm), sizes and places every item of a record, and which
+// departure of the dictionary from it explains each item that differs.
 #include <cctype>
-#include <cstdlib>
 #include <cstring>
-#include <initializer_list>
 #include <map>
 #include <string>
 #include <utility>
@@ -12,85 +10,6 @@
 #include "check/check.h"
 
 namespace {
-
-// What a PICTURE says to a compiler: case does not matter, every symbol
-// takes a byte (a repeat count repeats any symbol) but S, V and P, and the
-// digit count leaves out P.
-struct PictureCount {
-    std::int32_t positions = 0;
-    std::int32_t digits = 0;
-    bool alphanumeric = false;
-    bool is_signed = false;
-    bool valid = true;  // every repeat count at least 1, and the total in reason
-};
-
-// A compiler takes no item of this many bytes, nor a repeat count beyond it.
-constexpr std::int32_t MOST_BYTES = 0x3fffffff;
-
-PictureCount count_picture(const char *picture)
-{
-    PictureCount count;
-    for (const char *p = picture; p != nullptr && *p != '\0';) {
-        char c = static_cast<char>(std::toupper(static_cast<unsigned char>(*p++)));
-        std::int32_t times = 1;
-        if (*p == '(') {
-            long written = std::strtol(p + 1, nullptr, 10);
-            times = written >= 1 && written <= MOST_BYTES ? static_cast<std::int32_t>(written) : 0;
-            const char *close = std::strchr(p, ')');
-            p = close != nullptr ? close + 1 : p + std::strlen(p);
-        }
-        if (times == 0 || count.positions > MOST_BYTES - 2 * times) {
-            count.valid = false;
-            break;
-        }
-        if (c == 'S')
-            count.is_signed = true;
-        else if (c == 'V' || c == 'P')
-            continue;
-        else if (c == 'N')  // national: two bytes a position
-            count.positions += 2 * times;
-        else
-            count.positions += times;
-        if (c == '9')
-            count.digits += times;
-        if (c == 'X' || c == 'A')
-            count.alphanumeric = true;
-    }
-    return count;
-}
-
-bool is(const char *usage, const char *word)
-{
-    return usage != nullptr && std::strcmp(usage, word) == 0;
-}
-
-bool is_any(const char *usage, std::initializer_list<const char *> words)
-{
-    for (const char *word : words)
-        if (is(usage, word))
-            return true;
-    return false;
-}
-
-// Bytes of a binary item of `digits` digits; COMP-5 has a 1-byte size.
-std::int32_t binary_bytes(std::int32_t digits, bool one_byte)
-{
-    if (digits < 1 || digits > 18)
-        return -1;
-    return one_byte && digits <= 2 ? 1 : digits <= 4 ? 2 : digits <= 9 ? 4 : 8;
-}
-
-// Smallest byte count that holds 10^digits - 1, for COMP-X.
-std::int32_t comp_x_bytes(std::int32_t digits)
-{
-    double largest = 1;
-    for (std::int32_t i = 0; i < digits; ++i)
-        largest *= 10;
-    std::int32_t bytes = 1;
-    for (double room = 256; room < largest; room *= 256)
-        ++bytes;
-    return bytes;
-}
 
 std::string line_of(const CheckItem &item)
 {
@@ -128,53 +47,12 @@ std::int32_t extend(std::int32_t a, std::int32_t b, std::int32_t times = 1)
     return sum > MOST_BYTES ? -1 : static_cast<std::int32_t>(sum);
 }
 
-}  // namespace
-
-CompilerSize compiler_size(const char *picture, const char *usage, std::int16_t sign_clause)
-{
-    PictureCount pic = count_picture(picture);
-    if (!pic.valid || pic.digits > 38)  // no numeric item holds more digits
-        return {-1, 1};
-    std::int32_t packed = pic.digits >= 1 ? pic.digits / 2 + 1 : -1;
-    if (usage == nullptr || is(usage, "DISPLAY")) {
-        if (pic.positions == 0)
-            return {-1, 1};
-        bool separate = !pic.alphanumeric && (sign_clause == 2 || sign_clause == 4);
-        return {pic.positions + (separate ? 1 : 0), 1};
-    }
-    if (is_any(usage, {"COMP", "COMPUTATIONAL", "COMP-4", "COMPUTATIONAL-4", "BINARY", "COMP-5",
-                       "COMPUTATIONAL-5"})) {
-        std::int32_t bytes = pic.alphanumeric ? -1 : binary_bytes(pic.digits, std::strchr(usage, '5') != nullptr);
-        return {bytes, bytes};
-    }
-    if (is_any(usage, {"COMP-X", "COMPUTATIONAL-X"})) {
-        std::int32_t bytes = pic.alphanumeric ? (pic.positions <= 8 ? pic.positions : -1)
-                             : pic.digits >= 1 ? comp_x_bytes(pic.digits) : -1;
-        // SYNC aligns it only where it has the size of a machine word
-        return {bytes, bytes == 2 || bytes == 4 || bytes == 8 ? bytes : 1};
-    }
-    if (is_any(usage, {"COMP-3", "COMPUTATIONAL-3", "PACKED-DECIMAL"}))
-        return {pic.alphanumeric ? -1 : packed, 1};
-    if (is_any(usage, {"COMP-6", "COMPUTATIONAL-6"}))
-        return {pic.alphanumeric || packed < 0 ? -1 : pic.is_signed ? packed : (pic.digits + 1) / 2, 1};
-    const struct { const char *word; std::int32_t bytes; } fixed[] = {
-        {"COMP-1", 4}, {"COMPUTATIONAL-1", 4}, {"COMP-2", 8}, {"COMPUTATIONAL-2", 8},
-        {"POINTER", 8}, {"PROCEDURE-POINTER", 8}, {"PROGRAM-POINTER", 8}, {"INDEX", 4},
-        {"BINARY-LONG", 4}, {"BINARY-C-LONG", 8}, {"FLOAT-LONG", 8},
-    };
-    for (const auto &row : fixed)
-        if (is(usage, row.word))  // these take no PICTURE
-            return picture != nullptr ? CompilerSize{-1, 1} : CompilerSize{row.bytes, row.bytes};
-    return {-1, 1};  // QUAD, DATE and the like: no compiler knows them
-}
-
-namespace {
-
 // Lays out the items of one record by a compiler's rules and finds the
 // departures of the dictionary from it.
 struct RecordWork {
     Record &record;
     bool hpux;
+    Compiler compiler;
     std::vector<std::vector<int>> children{};  // by item; roots under index n
     std::vector<int> end_of{};                 // by item: one past its last member
     std::vector<int> usage_from{};             // by item: the item whose USAGE it has, or -1
@@ -182,6 +60,8 @@ struct RecordWork {
     std::map<std::pair<int, std::string>, int> known{};  // departures by item and reason
     bool after_odo = false;                    // an OCCURS DEPENDING table is placed: SYNC is off
     int unfinished = -1;                       // the entry the converter stopped in, read only in part
+    int dropped = -1;                          // the first item behind an entry the converter dropped
+    int dropped_line = 0;                      // the line of that entry
 
     std::vector<CheckItem> &items() { return record.items; }
 
@@ -250,11 +130,14 @@ struct RecordWork {
             int target = clause != nullptr && clause->redefines != 0 ? find(clause->first_name.c_str(), i) : -1;
             std::int32_t at = target >= 0 ? record.items[target].offset - base : top.cursor;
             item.offset = top.cursor < 0 || at < 0 || base < 0 ? -1 : extend(base, at);
+            item.sliding = after_odo;
             if (item.group) {
+                if (item.notes->picture != nullptr)  // a compiler refuses it, and all behind it
+                    item.offset = -1;
                 open.push_back(Open{i, at, target, 0, 0});  // `top` is not used again
                 continue;
             }
-            CompilerSize size = compiler_size(item.notes->picture, item.usage, item.notes->sign_clause);
+            CompilerSize size = compiler_size(item.notes->picture, item.usage, item.notes->sign_clause, compiler);
             if (item.notes->sync && size.align > 1 && !after_odo && item.offset >= 0) {
                 item.align = size.align;
                 item.slack = (size.align - item.offset % size.align) % size.align;
@@ -331,20 +214,51 @@ struct RecordWork {
             end_of[i] = n;
         // 77 items start at 0 like a record; the others follow the 01.
         std::vector<int> run;
+        record.length = 0;
         for (int i : children[n]) {
             if (all[i].level == 77) {
-                place(run);
+                keep_length(place(run));
                 run.assign(1, i);
-                place(run);
+                std::int32_t own_length = place(run);
+                if (i == 0)  // the record is the 77 item itself
+                    keep_length(own_length);
                 run.clear();
             } else {
                 run.push_back(i);
             }
         }
-        place(run);
+        keep_length(place(run));
         for (int i = 0; i < n; ++i)
             if (all[i].level == 66)
                 rename(i);
+    }
+
+    // The record is as long as the longest run of its items that a 77 does not start.
+    void keep_length(std::int32_t length)
+    {
+        record.length = length < 0 || record.length < 0 ? -1 : length > record.length ? length : record.length;
+    }
+
+    // An entry the converter drops at `line` (a syntax error): a compiler has
+    // it, so from there on neither the record nor any group around it has a
+    // known layout. Only a record begun before that line is touched.
+    void drop_behind(int line)
+    {
+        int n = static_cast<int>(items().size());
+        if (dropped >= 0 || n == 0 || items()[0].notes->line > line)
+            return;
+        for (int i = 0; i < n; ++i) {
+            if (items()[i].notes->line < line) {
+                if (end_of[i] > i + 1 && items()[end_of[i] - 1].notes->line >= line)
+                    items()[i].size = -1;  // a group the entry may belong to
+                continue;
+            }
+            if (dropped < 0)
+                dropped = i, dropped_line = line;
+            items()[i].offset = items()[i].size = -1;
+        }
+        if (dropped >= 0)
+            record.length = -1;
     }
 
     // A level 66: one item's place, or the span from one through another.
@@ -388,24 +302,24 @@ struct RecordWork {
         if (usage == nullptr && (sign == 2 || sign == 4) && item.size == item.field->size + 1)
             return std::string("SIGN ") + (sign == 4 ? "LEADING" : "TRAILING") + " SEPARATE on " + line_of(item) +
                    " takes a byte the dictionary does not count";
-        if (usage == nullptr || is(usage, "DISPLAY"))
+        if (usage == nullptr || usage_is(usage, {"DISPLAY"}))
             return "the PICTURE " + std::string(item.notes->picture != nullptr ? item.notes->picture : "") + " of " +
                    line_of(item) + " is " + comp + " to a compiler, " + dict +
                    " in the dictionary, which counts a repeat count only behind 9, A or X" +
                    (has_lower(item.notes->picture) ? " and a lower-case letter as one position" : "");
-        if (is_any(usage, {"COMP-6", "COMPUTATIONAL-6"}))
+        if (usage_is(usage, {"COMP-6", "COMPUTATIONAL-6"}))
             return "COMP-6 on " + line_of(item) + " has no sign nibble to a compiler (" + comp +
                    "); the dictionary packs it with one (" + dict + ")";
         if (std::strstr(usage, "POINTER") != nullptr)
             return "USAGE " + std::string(usage) + " on " + line_of(item) + " takes " + comp +
                    " to a compiler; the dictionary gives " + dict;
-        if (is_any(usage, {"COMP-X", "COMPUTATIONAL-X"}))
+        if (usage_is(usage, {"COMP-X", "COMPUTATIONAL-X"}))
             return "COMP-X on " + line_of(item) + " takes " + comp +
                    " to a compiler; the dictionary sizes it by its binary table (" + dict + ")";
-        if (is_any(usage, {"COMP-5", "COMPUTATIONAL-5"}) && pic.digits <= 2)
+        if (usage_is(usage, {"COMP-5", "COMPUTATIONAL-5"}) && pic.digits <= 2)
             return "COMP-5 of " + std::to_string(pic.digits) + (pic.digits == 1 ? " digit on " : " digits on ") + line_of(item) +
                    " takes 1 byte to a compiler; the dictionary's binary table gives " + dict;
-        if (hpux && compiler_size(item.notes->picture, "BINARY", 0).bytes == item.size)
+        if (hpux && compiler_size(item.notes->picture, "BINARY", 0, compiler).bytes == item.size)
             return "the wide binary table of -h gives " + line_of(item) + " " + counted(item.field->size, "byte") + " where a compiler stores " + comp;
         return "the dictionary gives " + line_of(item) + " " + counted(item.field->size, "byte") + " where a compiler stores " + comp;
     }
@@ -425,7 +339,14 @@ struct RecordWork {
         const CheckItem &item = items()[i];
         const ItemNotes &notes = *item.notes;
         int about = i;
-        if (item.offset < 0 && unfinished == i) {
+        if (dropped == i) {
+            own[i] = depart(i, "the converter drops the entry at line " + std::to_string(dropped_line) +
+                                   " (a syntax error), which a compiler stores, so the layout from " + line_of(item) +
+                                   " on is unknown");
+        } else if (item.group && notes.picture != nullptr) {
+            own[i] = depart(i, "a compiler refuses " + line_of(item) +
+                                   ": it has a PICTURE and items below it, so the layout from there on is unknown");
+        } else if (item.offset < 0 && unfinished == i) {
             own[i] = depart(i, "the converter stops reading at " + line_of(item) +
                                    ", so it has no row in the dictionary and nothing behind it is read");
         } else if (!item.group && item.level != 66 && item.field->type_name == TypeName::none) {
@@ -510,21 +431,23 @@ struct RecordWork {
 
 }  // namespace
 
-std::vector<Record> check_records(bool hpux, bool stopped)
+std::vector<Record> check_records(bool hpux, bool stopped, const std::vector<int> &dropped, Compiler compiler)
 {
     std::vector<Record> records;
     for (const FileDef *file = state.files; file != nullptr; file = file->next) {
         for (const TableDef *table = file->tables; table != nullptr; table = table->next) {
-            Record record{file, table, {}, {}};
+            Record record{file, table, {}, {}, -1};
             for (const ColumnDef *column = table->columns; column != nullptr; column = column->next) {
                 const ItemNotes *notes = column->field != nullptr ? notes_of(column->field) : nullptr;
                 // A condition name that the converter keeps as an item (the
                 // first of its file) has no storage to a compiler either.
                 if (notes != nullptr && notes->level != 88 && notes->level != 78)
-                    record.items.push_back(CheckItem{column->field, notes, notes->level, false, nullptr, -1, -1, 0, 1, -1});
+                    record.items.push_back(CheckItem{column->field, notes, notes->level, false, nullptr, -1, -1, 0, 1, -1, false});
             }
-            RecordWork work{record, hpux};
+            RecordWork work{record, hpux, compiler};
             work.build();
+            for (int line : dropped)
+                work.drop_behind(line);
             // Clauses of the entry in which the converter stopped went unread.
             const CheckItem *last = record.items.empty() ? nullptr : &record.items.back();
             if (stopped && file->next == nullptr && table->next == nullptr && last != nullptr && !last->group &&

@@ -1,7 +1,8 @@
 // tarnmap-check: reads a COBOL source as tarnmap does, lays out every record
 // a second time by a compiler's storage rules, and reports the items whose
 // dictionary offset or size differs, grouped under the departure that causes
-// them. Exit status 0 when all agree, 1 when some differ, 2 on trouble.
+// them; or (--dictionary) writes the dictionary of the compiler's layout.
+// Exit status 0 when all agree, 1 when some differ, 2 on trouble.
 #include <setjmp.h>
 #include <unistd.h>
 
@@ -13,6 +14,7 @@
 #include <vector>
 
 #include "check/check.h"
+#include "dictionary/dictionary.h"
 #include "layout/layout.h"
 #include "parser/parser.h"
 #include "scanner/scanner.h"
@@ -23,12 +25,13 @@ namespace {
 
 const char *program = "tarnmap-check";
 jmp_buf converter_stop;  // a stop of the converter's run comes back here
-bool parsing = false;
+bool parsing = false;    // the converter's parse or writer runs
 
 void usage(std::FILE *to)
 {
-    std::fprintf(to, "usage: %s [-t | -r] [-h] [--csv] [--all] cobol_file\n"
-                     "       %s --help | --version\n", program, program);
+    std::fprintf(to, "usage: %s [-t | -r] [-h] [--compiler ibm|gnucobol] [--csv] [--all] cobol_file\n"
+                     "       %s --dictionary [-t | -r] [-h] [-f] [-s] [--compiler ibm|gnucobol] [-o csv_file] cobol_file\n"
+                     "       %s --help | --version\n", program, program, program);
 }
 
 // A CSV field: quoted when it holds a comma or a quote.
@@ -107,6 +110,19 @@ void print_record(const Record &record, bool all, bool as_csv)
     }
 }
 
+// Copies the converter's words to standard error, with a line end behind
+// the last, which it leaves open after a syntax error.
+void pass_on(std::FILE *words)
+{
+    std::rewind(words);
+    char chunk[4096];
+    char last = '\n';
+    for (std::size_t n; (n = std::fread(chunk, 1, sizeof chunk, words)) > 0; last = chunk[n - 1])
+        std::fwrite(chunk, 1, n, stderr);
+    if (last != '\n')
+        std::fputc('\n', stderr);
+}
+
 // The converter's parse and close-out, with its own words (syntax errors,
 // stray characters, its stops) on standard error; false when it stopped
 // the run, which leaves no layout to check. `early` is the line on which it
@@ -116,7 +132,8 @@ bool parse_source(int &early)
     state.keep_notes = 1;
     std::fflush(stdout);
     int saved = dup(1);
-    dup2(2, 1);
+    std::FILE *words = std::tmpfile();  // held, so that they end with a line end
+    dup2(words != nullptr ? fileno(words) : 2, 1);
     parsing = true;
     bool stopped = setjmp(converter_stop) != 0;
     if (!stopped) {
@@ -129,57 +146,128 @@ bool parse_source(int &early)
     std::fflush(stdout);
     dup2(saved, 1);
     close(saved);
+    if (words != nullptr) {
+        pass_on(words);
+        std::fclose(words);
+    }
     return !stopped;
 }
 
-int run(int argc, char **argv)
+// What the command line asks for.
+struct Options {
+    bool all = false, as_csv = false, dictionary = false;
+    Compiler compiler = Compiler::ibm;
+    const char *path = nullptr;      // the source, "-" for standard input
+    const char *out_path = nullptr;  // -o: the dictionary's file
+};
+
+// Reads the command line into `options` and the converter's state; 0 to go
+// on, 1 when --help or --version has answered, 2 on a wrong option.
+int read_options(int argc, char **argv, Options &options)
 {
-    bool all = false, as_csv = false;
-    const char *path = nullptr;
+    bool converter_only = false;  // -f, -s or -o: they go with --dictionary
     for (int i = 1; i < argc; ++i) {
         std::string arg = argv[i];
         if (arg == "--help") {
             usage(stdout);
             std::puts("Lays out the records of a COBOL source as tarnmap reads them, a second time by a\n"
-                      "compiler's storage rules (cobc -std=ibm), and lists the items whose dictionary\n"
-                      "offset or size differs. -t, -r and -h as for tarnmap; --csv writes CSV; --all lists\n"
-                      "every item. Exit status: 0 all agree, 1 some differ, 2 trouble. See tarnmap-check(1).");
-            return 0;
+                      "compiler's storage rules (IBM Enterprise COBOL, or GnuCOBOL's cobc -std=ibm), and\n"
+                      "lists the items whose dictionary offset or size differs; --dictionary writes\n"
+                      "tarnmap's dictionary with every item where that compiler stores it. -t, -r, -h,\n"
+                      "-f, -s and -o as for tarnmap; --csv writes CSV; --all lists every item.\n"
+                      "Exit status: 0 all agree, 1 some differ, 2 trouble. See tarnmap-check(1).");
+            return 1;
         }
         if (arg == "--version") {
             std::printf("%s %s\n", program, TARNMAP_VERSION);
-            return 0;
+            return 1;
         }
         if (arg == "--csv") {
-            as_csv = true;
+            options.as_csv = true;
         } else if (arg == "--all") {
-            all = true;
+            options.all = true;
+        } else if (arg == "--dictionary") {
+            options.dictionary = true;
+        } else if (arg == "--compiler" || arg.rfind("--compiler=", 0) == 0) {
+            std::string name = arg.size() > 10 ? arg.substr(11) : i + 1 < argc ? argv[++i] : "";
+            if (name != "ibm" && name != "gnucobol") {
+                std::fprintf(stderr, "%s: --compiler is ibm or gnucobol, not \"%s\"\n", program, name.c_str());
+                return 2;
+            }
+            options.compiler = name == "ibm" ? Compiler::ibm : Compiler::gnucobol;
         } else if (arg.size() > 1 && arg[0] == '-' && arg[1] != '-') {
-            for (char letter : arg.substr(1)) {
+            for (std::size_t k = 1; k < arg.size(); ++k) {
+                char letter = arg[k];
                 if (letter == 't') {
                     state.no_fd = 1;
                 } else if (letter == 'r') {
                     state.no_fd = 1, state.multi_record = 1;
                 } else if (letter == 'h') {
                     state.hpux = 1;
+                } else if (letter == 'f') {
+                    state.hide_fillers = 0, converter_only = true;
+                } else if (letter == 's') {
+                    state.hide_substructure = 0, converter_only = true;
+                } else if (letter == 'o' && k + 1 == arg.size() && i + 1 < argc) {
+                    options.out_path = argv[++i], converter_only = true;
                 } else {
-                    std::fprintf(stderr, "%s: unknown option -%c\n", program, letter);
+                    std::fprintf(stderr, "%s: %s -%c\n", program,
+                                 letter == 'o' ? "a file name must follow" : "unknown option", letter);
                     usage(stderr);
                     return 2;
                 }
             }
-        } else if (path == nullptr && (arg == "-" || arg[0] != '-')) {
-            path = argv[i];
+        } else if (options.path == nullptr && (arg == "-" || arg[0] != '-')) {
+            options.path = argv[i];
         } else {
             std::fprintf(stderr, "%s: unexpected argument %s\n", program, argv[i]);
             usage(stderr);
             return 2;
         }
     }
-    if (path == nullptr) {
+    if (converter_only && !options.dictionary) {
+        std::fprintf(stderr, "%s: -f, -s and -o go with --dictionary\n", program);
+        return 2;
+    }
+    if (options.path == nullptr || (options.dictionary && (options.all || options.as_csv))) {
         usage(stderr);
         return 2;
     }
+    return 0;
+}
+
+// The dictionary of the compiler's layout, written by the converter's own
+// writer after its two prompts; 0 when every item stands where the compiler
+// stores it, 1 when some keep the dictionary's place, 2 on trouble.
+int write_compiler_dictionary(std::vector<Record> &records, const Options &options)
+{
+    int kept = apply_compiler_layout(records, options.compiler, options.path);
+    std::FILE *out = options.out_path != nullptr ? std::fopen(options.out_path, "w") : stdout;
+    if (out == nullptr) {
+        std::fprintf(stderr, "%s: cannot write %s: %s\n", program, options.out_path, std::strerror(errno));
+        return 2;
+    }
+    parsing = true;  // two empty database names stop the writer
+    if (setjmp(converter_stop) != 0) {
+        parsing = false;
+        std::fprintf(stderr, "%s: no database name, so no dictionary\n", program);
+        return 2;
+    }
+    write_dictionary(out);
+    parsing = false;
+    if (int error = dictionary_file_error()) {
+        std::fprintf(stderr, "%s: cannot write %s: %s\n", program, options.out_path, std::strerror(error));
+        return 2;
+    }
+    return kept > 0 ? 1 : 0;
+}
+
+int run(int argc, char **argv)
+{
+    Options options;
+    if (int status = read_options(argc, argv, options))
+        return status == 1 ? 0 : status;
+    const char *path = options.path;
     state.source = std::strcmp(path, "-") == 0 ? stdin : std::fopen(path, "r");
     if (state.source == nullptr) {
         std::fprintf(stderr, "%s: cannot read %s: %s\n", program, path, std::strerror(errno));
@@ -193,7 +281,7 @@ int run(int argc, char **argv)
         return 2;
     }
 
-    std::vector<Record> records = check_records(state.hpux != 0, early != 0);
+    std::vector<Record> records = check_records(state.hpux != 0, early != 0, dropped_lines(), options.compiler);
     if (early != 0)
         std::fprintf(stderr, "%s: %s: the converter stops reading at line %d; what follows is in neither layout\n",
                      program, path, early);
@@ -211,12 +299,14 @@ int run(int argc, char **argv)
                      state.no_fd == 0 && state.files == nullptr ? " (a copybook without an FD needs -t or -r)" : "");
         return 2;
     }
-    if (as_csv)
+    if (options.dictionary)
+        return write_compiler_dictionary(records, options);
+    if (options.as_csv)
         std::puts("file,record,item,line,dictionary_offset,dictionary_size,compiler_offset,compiler_size,reason");
     for (const Record &record : records)
-        if (all || as_csv || !record.departures.empty())
-            print_record(record, all, as_csv);
-    if (!as_csv)
+        if (options.all || options.as_csv || !record.departures.empty())
+            print_record(record, options.all, options.as_csv);
+    if (!options.as_csv)
         std::printf("%d of %d items differ from a compiler's layout\n", differ, items);
     return differ > 0 ? 1 : 0;
 }
@@ -224,7 +314,8 @@ int run(int argc, char **argv)
 }  // namespace
 
 // The converter ends its run with exit when it stops (a lookup that fails,
-// an unreadable source); while it parses, that comes back to run().
+// an unreadable source, two empty database names); while it runs, that
+// comes back to run().
 extern "C" [[noreturn]] void __wrap_exit(int status)
 {
     if (parsing)
@@ -246,3 +337,4 @@ int main(int argc, char **argv)
     }
     return status;
 }
+

@@ -120,19 +120,20 @@ Bad decode_packed(const Decoder &d, const Column &c, const unsigned char *p, cha
     return Bad::none;
 }
 
-// The n bytes as an unsigned number, big-endian or little-endian.
-uint64_t load_bits(bool big, const unsigned char *p, size_t n)
+// The column's bytes as an unsigned number, big-endian or little-endian as
+// the run says; little-endian for the -LE types whatever it says.
+uint64_t column_bits(bool big, const Column &c, const unsigned char *p)
 {
     uint64_t v = 0;
-    for (size_t i = 0; i < n; i++)
-        v = v << 8 | p[big ? i : n - 1 - i];
+    for (size_t i = 0; i < c.size; i++)
+        v = v << 8 | p[big && !c.little ? i : c.size - 1 - i];
     return v;
 }
 
 // Two's complement or unsigned, 1 to 8 bytes, in the decoder's byte order.
 Bad decode_binary(const Decoder &d, const Column &c, const unsigned char *p, char *out, size_t &len)
 {
-    uint64_t v = load_bits(d.big_endian, p, c.size);
+    uint64_t v = column_bits(d.big_endian, c, p);
     bool negative = false;
     if (c.is_signed && c.size && (v >> (8 * c.size - 1)) & 1) {
         negative = true;
@@ -149,9 +150,9 @@ Bad decode_binary(const Decoder &d, const Column &c, const unsigned char *p, cha
 // excess-64 exponent of 16, 56-bit fraction) rounded to the nearest double.
 Bad decode_double(const Decoder &d, const Column &c, const unsigned char *p, char *out, size_t &len)
 {
-    uint64_t bits = load_bits(d.float_big_endian, p, c.size);
+    uint64_t bits = column_bits(d.float_big_endian, c, p);
     double v;
-    if (d.hex_float) {
+    if (d.hex_float && !c.little) {
         int exponent = static_cast<int>(bits >> 56 & 0x7F) - 64;
         v = std::ldexp(static_cast<double>(bits & 0x00FFFFFFFFFFFFFFu), 4 * exponent - 56);
         if (bits >> 63)
@@ -166,10 +167,47 @@ Bad decode_double(const Decoder &d, const Column &c, const unsigned char *p, cha
     return Bad::none;
 }
 
+// COMP-1: IEEE 754 binary32, or IBM hexadecimal floating point of 24 bits;
+// the -LE form is always IEEE.
+Bad decode_single(const Decoder &d, const Column &c, const unsigned char *p, char *out, size_t &len)
+{
+    uint32_t bits = static_cast<uint32_t>(column_bits(d.float_big_endian, c, p));
+    double v;
+    if (d.hex_float && !c.little) {
+        int exponent = static_cast<int>(bits >> 24 & 0x7F) - 64;
+        v = std::ldexp(static_cast<double>(bits & 0x00FFFFFFu), 4 * exponent - 24);
+        if (bits >> 31)
+            v = -v;
+    } else {
+        float f;
+        std::memcpy(&f, &bits, sizeof f);
+        v = f;
+    }
+    if (!std::isfinite(v))
+        return Bad::not_finite;
+    auto r = std::to_chars(out, out + value_capacity(c), static_cast<float>(v));
+    len = static_cast<size_t>(r.ptr - out);
+    return Bad::none;
+}
+
+// COMP-6: two digits a byte and no sign nibble.
+Bad decode_packed_nosign(const Decoder &d, const Column &c, const unsigned char *p, char *out, size_t &len)
+{
+    char *digits = out + value_capacity(c) / 2;
+    for (size_t i = 0; i < c.size; i++) {
+        if ((p[i] >> 4) > 9 || (p[i] & 0xFu) > 9)
+            return why_not_number(d, p, c.size, Bad::bad_nibble);
+        digits[2 * i] = static_cast<char>('0' + (p[i] >> 4));
+        digits[2 * i + 1] = static_cast<char>('0' + (p[i] & 0xFu));
+    }
+    len = format_decimal(digits, 2 * size_t{c.size}, false, c.spec.scale, out);
+    return Bad::none;
+}
+
 // VMS date: 100-nanosecond ticks since 1858-11-17 00:00, as text.
 Bad decode_vmsdate(const Decoder &d, const Column &c, const unsigned char *p, char *out, size_t &len)
 {
-    uint64_t bits = load_bits(d.big_endian, p, c.size);
+    uint64_t bits = column_bits(d.big_endian, c, p);
     if (bits >> 63)
         return Bad::out_of_range;
     const uint64_t per_day = 864000000000u;
@@ -290,6 +328,8 @@ Bad decode(const Decoder &d, const Column &c, const unsigned char *p, char *out,
     case Storage::binary: return decode_binary(d, c, p, out, len);
     case Storage::ieee_or_hex_double: return decode_double(d, c, p, out, len);
     case Storage::vmsdate: return decode_vmsdate(d, c, p, out, len);
+    case Storage::ieee_or_hex_single: return decode_single(d, c, p, out, len);
+    case Storage::packed_nosign: return decode_packed_nosign(d, c, p, out, len);
     default: return decode_zoned(d, c, p, out, len);
     }
 }

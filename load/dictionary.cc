@@ -2,6 +2,7 @@
 // row is matched against its kind's known columns (text or number), trying
 // each closing quote that a comma or the line end follows; then COLUMN rows
 // are tied to their TABLE and FIELD rows, and each column gets its kind.
+#include <climits>
 #include <cstring>
 #include <string_view>
 
@@ -57,8 +58,9 @@ int number(std::string_view s)
 {
     bool negative = !s.empty() && s[0] == '-';
     long v = 0;
-    for (size_t i = negative ? 1 : 0; i < s.size(); i++)
+    for (size_t i = negative ? 1 : 0; i < s.size() && v <= INT_MAX; i++)  // past int, it stays past, without overflow
         v = v * 10 + (s[i] - '0');
+    v = v > INT_MAX ? INT_MAX : v;
     return static_cast<int>(negative ? -v : v);
 }
 
@@ -72,6 +74,7 @@ struct TypeName {
     Storage storage;
     int width;        // bytes of a binary kind, 0 for the others
     bool is_signed;
+    bool little = false;  // the -LE types of tarnmap-check --dictionary
 };
 
 constexpr TypeName types[] = {
@@ -94,6 +97,12 @@ constexpr TypeName types[] = {
     {"INT7", Storage::binary, 7, true},       {"UINT7", Storage::binary, 7, false},
     // deliberate: signed, as QUADWORD stands for both; every value of 18 digits fits
     {"QUADWORD", Storage::binary, 8, true},
+    // written by tarnmap-check --dictionary only
+    {"PACKED-NOSIGN", Storage::packed_nosign, 0, false}, {"FLOAT", Storage::ieee_or_hex_single, 0, true},
+    {"FLOAT-LE", Storage::ieee_or_hex_single, 0, true, true}, {"DOUBLE-LE", Storage::ieee_or_hex_double, 0, true, true},
+    {"WORD-LE", Storage::binary, 2, true, true},      {"UWORD-LE", Storage::binary, 2, false, true},
+    {"LONGWORD-LE", Storage::binary, 4, true, true},  {"ULONG-LE", Storage::binary, 4, false, true},
+    {"QUADWORD-LE", Storage::binary, 8, true, true},
 };
 
 // Digits of the largest value of a binary kind of w bytes.
@@ -114,6 +123,9 @@ std::string classify(const FieldRow &f, Column &c)
         return f.type + " takes " + std::to_string(t->width) + " bytes, not " + std::to_string(f.size);
     if ((t->storage == Storage::ieee_or_hex_double || t->storage == Storage::vmsdate) && f.size != 8)
         return f.type + " takes 8 bytes, not " + std::to_string(f.size);
+    if (t->storage == Storage::ieee_or_hex_single && f.size != 4)
+        return f.type + " takes 4 bytes, not " + std::to_string(f.size);
+    c.little = t->little;
     c.storage = t->storage;
     c.is_signed = t->is_signed;
     c.offset = static_cast<uint32_t>(f.offset);
@@ -123,6 +135,8 @@ std::string classify(const FieldRow &f, Column &c)
     switch (t->storage) {
     case Storage::string: c.spec.kind = ValueKind::text; c.spec.scale = 0; return "";
     case Storage::ieee_or_hex_double: c.spec.kind = ValueKind::real; c.spec.scale = 0; return "";
+    case Storage::ieee_or_hex_single: c.spec.kind = ValueKind::real; c.spec.scale = 0; return "";
+    case Storage::packed_nosign: digits = 2 * f.size; break;
     case Storage::vmsdate: c.spec.kind = ValueKind::timestamp; c.spec.scale = 0; return "";
     case Storage::trailing_separate:
     case Storage::leading_separate: digits = f.size > 0 ? f.size - 1 : 0; break;

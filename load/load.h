@@ -24,6 +24,8 @@ enum class Storage {
     binary,             // CHAR ... QUADWORD, INT3 ... INT7 and unsigned forms
     ieee_or_hex_double, // DOUBLE (COMP-2)
     vmsdate,            // VMSDATE8: 100 ns ticks since 1858-11-17
+    packed_nosign,      // PACKED-NOSIGN (COMP-6): digits only, no sign nibble
+    ieee_or_hex_single, // FLOAT (COMP-1)
 };
 
 // One column: where its bytes lie and how to read them.
@@ -31,6 +33,7 @@ struct Column {
     ColumnSpec spec;
     Storage storage = Storage::string;
     bool is_signed = false;   // binary kinds
+    bool little = false;      // -LE types: little-endian whatever --byte-order says
     uint32_t offset = 0;
     uint32_t size = 0;
 };

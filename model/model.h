@@ -43,14 +43,19 @@ enum class TypeName : std::uint8_t {
     packed, packed_u, double_float, vmsdate8, word, uword, longword, ulongword, quadword,
     char1, uchar, int3, uint3, int5, uint5, int6, uint6, int7, uint7,
     varchar, smallint, integer, timestamp,
+    // only tarnmap-check --dictionary writes these: storage no type above names
+    float_single, packed_nosign, word_le, uword_le, longword_le, ulongword_le, quadword_le,
+    float_single_le, double_float_le,
 };
 constexpr const char *TYPE_NAMES[] = {
     "", "ZONED", "TRAILING-OVERPUNCHED-NUMERIC", "ZONED-NUM", "LEADING-OVERPUNCHED-NUMERIC",
     "LEADING-SIGN-NUMERIC", "STRING", "PACKED", "PACKED-U", "DOUBLE", "VMSDATE8", "WORD", "UWORD",
     "LONGWORD", "ULONG", "QUADWORD", "CHAR", "UCHAR", "INT3", "UINT3", "INT5", "UINT5", "INT6",
     "UINT6", "INT7", "UINT7", "VARCHAR", "SMALLINT", "INTEGER", "TIMESTAMP",
+    "FLOAT", "PACKED-NOSIGN", "WORD-LE", "UWORD-LE", "LONGWORD-LE", "ULONG-LE", "QUADWORD-LE",
+    "FLOAT-LE", "DOUBLE-LE",
 };
-static_assert(sizeof TYPE_NAMES / sizeof TYPE_NAMES[0] == static_cast<std::size_t>(TypeName::timestamp) + 1,
+static_assert(sizeof TYPE_NAMES / sizeof TYPE_NAMES[0] == static_cast<std::size_t>(TypeName::double_float_le) + 1,
               "one name for each type");
 
 // The text of a type name.

@@ -63,7 +63,7 @@ file R, record R
     E                              line 8      dictionary 5+1        compiler 5+2
 6 of 8 items differ from a compiler's layout
 EOF
-cd "$tmp" && expect 1 "$tmp/plain" -t r-p.cpy
+cd "$tmp" && expect 1 "$tmp/plain" --compiler gnucobol -t r-p.cpy
 printf '0 of 2 items differ from a compiler'\''s layout\n' >"$tmp/agree"
 expect 0 "$tmp/agree" -t "$tmp/ok.cpy"
 
@@ -82,6 +82,63 @@ says "cannot write standard output"
 awk 'BEGIN { print " 01 R."; for (i = 2; i < 32769; i++) printf " %d G%d.\n", i, i; print " 32769 X PIC X." }' >"$tmp/deep.cpy"
 expect 1 - -t "$tmp/deep.cpy"
 tail -n 1 "$tmp/out" | grep -q ' of 32766 items differ' || { failed=$((failed + 1)); echo "check_cli: deep nesting"; tail -n 2 "$tmp/out"; }
+
+# --dictionary: the converter's prompts and rows, items where a compiler
+# stores them (IBM by default: 2-byte COMP-5); the storage types only a
+# compiler's rules give; an item it cannot place keeps its row and is named.
+printf '       01 R.\n       05 A PIC S9(3) SIGN LEADING SEPARATE.\n       05 G COMP-5.\n       10 B PIC 9(2).\n' >"$tmp/dict.cpy"
+printf '       10 C PIC S9(4).\n       05 D PIC 9(5) COMP-6.\n       05 E COMP-1.\n       05 T OCCURS 1 TO 2 PIC X.\n' >>"$tmp/dict.cpy"
+cat >"$tmp/ibm" <<'EOT'
+"FILE","R","INDEXED","FIXED",17
+"FIELD","R","A","LEADING-SIGN-NUMERIC",0,4,4,0,0,"",""
+"FIELD","R","B","UWORD",4,2,5,0,0,"",""
+"FIELD","R","C","WORD",6,2,5,0,0,"",""
+"FIELD","R","D","PACKED-NOSIGN",8,3,6,0,0,"",""
+"FIELD","R","E","FLOAT",11,4,15,0,0,"",""
+"FIELD","R","T_I1","STRING",15,1,1,0,0,"",""
+"FIELD","R","T_I2","STRING",16,1,1,0,0,"",""
+"DB","D","/d","DISAM",""
+"TABLE","D","R","TABLE","R","R",""
+"COLUMN","D","R","A","A","VARCHAR",4,1,1,""
+"COLUMN","D","R","B","B","INTEGER",4,1,1,""
+"COLUMN","D","R","C","C","SMALLINT",2,1,1,""
+"COLUMN","D","R","D","D","DOUBLE",8,1,1,""
+"COLUMN","D","R","E","E","DOUBLE",8,1,1,""
+"COLUMN","D","R","T_I1","T_I1","VARCHAR",1,1,1,""
+"COLUMN","D","R","T_I2","T_I2","VARCHAR",1,1,1,""
+EOT
+printf 'D\n/d\n' >"$tmp/answers"
+expect 0 - --dictionary -t -o "$tmp/ibm.csv" "$tmp/dict.cpy" <"$tmp/answers"
+cmp -s "$tmp/ibm" "$tmp/ibm.csv" || { failed=$((failed + 1)); echo "check_cli: --dictionary"; diff "$tmp/ibm" "$tmp/ibm.csv"; }
+grep -q '^Database Name : Default Directory : $' "$tmp/out" || { failed=$((failed + 1)); echo "check_cli: no prompts"; }
+# GnuCOBOL: a 1-byte COMP-5, native items little-endian.
+expect 0 - --dictionary --compiler=gnucobol -t -o "$tmp/gnu.csv" "$tmp/dict.cpy" <"$tmp/answers"
+grep '"B"\|"C"\|"E"' "$tmp/gnu.csv" | grep FIELD >"$tmp/got"
+printf '%s\n' '"FIELD","R","B","UCHAR",4,1,3,0,0,"",""' '"FIELD","R","C","WORD-LE",5,2,5,0,0,"",""' \
+    '"FIELD","R","E","FLOAT-LE",10,4,15,0,0,"",""' | cmp -s - "$tmp/got" || { failed=$((failed + 1)); echo "check_cli: gnucobol"; cat "$tmp/got"; }
+# The rows of an unknown layout stay tarnmap's, with status 1 and a line each.
+printf 'D\n/d\n' | "$check" --dictionary -t -o "$tmp/drop.csv" - <<'EOT' >/dev/null 2>"$tmp/err"
+       01 R.
+       05 A PIC X.
+       05 PIC X(2).
+       05 B PIC X.
+EOT
+[ $? = 1 ] && grep -q '"FIELD","R","B","STRING",1,1,1' "$tmp/drop.csv" || { failed=$((failed + 1)); echo "check_cli: dropped entry"; }
+says "-:4: B keeps the dictionary's place (1+1): the converter drops the entry at line 3"
+says "file R keeps the dictionary's record length (2)"
+# Behind an OCCURS DEPENDING table an item moves with the count to IBM, and
+# keeps the dictionary's row; GnuCOBOL places it behind the maximum.
+printf '       01 R.\n       05 N PIC 9.\n       05 T OCCURS 1 TO 3 DEPENDING ON N PIC X(2).\n       05 Z PIC X.\n' >"$tmp/odo.cpy"
+expect 1 - --dictionary -t "$tmp/odo.cpy" <"$tmp/answers"
+grep -q '^"FIELD","R","Z","STRING",5,1,' "$tmp/out" || { failed=$((failed + 1)); echo "check_cli: ibm Z"; }
+says "odo.cpy:4: Z keeps the dictionary's place (5+1): it lies behind an OCCURS DEPENDING ON table"
+expect 0 - --dictionary --compiler gnucobol -t "$tmp/odo.cpy" <"$tmp/answers"
+grep -q '^"FIELD","R","Z","STRING",7,1,' "$tmp/out" || { failed=$((failed + 1)); echo "check_cli: gnucobol Z"; }
+expect 2 "$tmp/empty" -t -f "$tmp/ok.cpy"; says "-f, -s and -o go with --dictionary"
+expect 2 "$tmp/empty" --compiler ibx -t "$tmp/ok.cpy"; says "--compiler is ibm or gnucobol"
+printf '\n\n' >"$tmp/blank"
+expect 2 - --dictionary -t "$tmp/ok.cpy" <"$tmp/blank"; says "no database name"
+
 "$check" --help | grep -q '^usage: tarnmap-check' || { failed=$((failed + 1)); echo "check_cli: --help"; }
 "$check" --version | grep -q '^tarnmap-check [0-9]' || { failed=$((failed + 1)); echo "check_cli: --version"; }
 echo "check_cli: $failed wrong"

@@ -10,7 +10,10 @@
 # over each other, and rows with an unknown layout) and of every copybook
 # under examples/; 01 records and FILLERs, which it cannot name, are left
 # out. For the copybooks, the dictionary side must also be tarnmap -r -f's
-# FIELD rows, and a reason must stand exactly where the two layouts differ.
+# FIELD rows, and a reason must stand exactly where the two layouts differ;
+# and the FIELD rows of tarnmap-check --dictionary must give GnuCOBOL's layout,
+# each row tarnmap's where tarnmap places the item alike. Rows run with
+# --compiler gnucobol but for the IBM ones, which are known answers.
 # Usage: check_compare.sh BUILD_DIR, from the top of the source tree.
 build=$1
 tmp=$(mktemp -d)
@@ -37,6 +40,7 @@ while IFS= read -r row; do
     case $row in '#'* | '') continue ;; esac
     rows=$((rows + 1))
     opts=$(echo "$row" | awk -F' [|] ' '{ sub(/^~/, "", $1); print $1 }')
+    case $opts in *--compiler*) ;; *) opts="--compiler gnucobol $opts" ;; esac
     echo "$row" | awk -F' [|] ' '{ gsub(/\. /, ".\n", $2); print $2 }' | sed 's/^/       /' >"$tmp/src.cpy"
     # shellcheck disable=SC2086
     "$build/tarnmap-check" $opts --all --csv "$tmp/src.cpy" >"$tmp/csv" 2>/dev/null
@@ -50,15 +54,27 @@ while IFS= read -r row; do
     if [ "$got" != "$want" ]; then
         failed=$((failed + 1))
         printf 'check_compare: %s\n  want %s\n  got  %s\n' "$row" "$want" "$got"
-    elif [ -n "$cobc" ] && case $row$want in '~'* | *'+-'*) false ;; esac; then
+    elif [ -n "$cobc" ] && case $row$want in '~'* | *'+-'* | *--compiler\ ibm*) false ;; esac; then
         measure "$tmp/src.cpy" "$tmp/src.cpy" >"$tmp/wrong" || { failed=$((failed + 1)); echo "check_compare: $row"; cat "$tmp/wrong"; }
     fi
 done <tests/check_rows.txt
 
-for copybook in $(find examples -name '*.cpy' -o -name '*.CPY' -o -name '*.cob' | sort); do
+# Where the check finds no departure (IBM's rules), the whole dictionary of
+# --dictionary is tarnmap's, byte for byte, every row kind (no cobc needed).
+whole=0
+for copybook in $(find examples tests/check -name '*.cpy' -o -name '*.CPY' -o -name '*.cob' | sort); do
+    expand -t 8 "$copybook" | cut -c7-72 | tr a-z A-Z >"$tmp/clean.cpy"
+    "$build/tarnmap-check" -r "$tmp/clean.cpy" >/dev/null 2>&1 || continue
+    printf 'D\n/d\n' | "$build/tarnmap" -r -f -s -o "$tmp/t.csv" "$tmp/clean.cpy" >/dev/null 2>&1
+    printf 'D\n/d\n' | "$build/tarnmap-check" --dictionary -r -f -s -o "$tmp/c.csv" "$tmp/clean.cpy" >/dev/null 2>&1
+    cmp -s "$tmp/t.csv" "$tmp/c.csv" && whole=$((whole + 1)) ||
+        { failed=$((failed + 1)); echo "check_compare: $copybook: --dictionary is not tarnmap's"; diff "$tmp/t.csv" "$tmp/c.csv" | head -4; }
+done
+
+for copybook in $(find examples tests/check -name '*.cpy' -o -name '*.CPY' -o -name '*.cob' | sort); do
     [ -n "$cobc" ] || break
     expand -t 8 "$copybook" | cut -c7-72 | tr a-z A-Z >"$tmp/clean.cpy"
-    "$build/tarnmap-check" -r --all --csv "$tmp/clean.cpy" >"$tmp/csv" 2>/dev/null
+    "$build/tarnmap-check" --compiler gnucobol -r --all --csv "$tmp/clean.cpy" >"$tmp/csv" 2>/dev/null
     printf 'D\n/d\n' | "$build/tarnmap" -r -f -o "$tmp/dict.csv" "$tmp/clean.cpy" >/dev/null 2>&1
     # The FIELD rows of a name are its elementary items in order; the check lists its groups too.
     measure "$copybook" "$tmp/clean.cpy" >"$tmp/wrong"
@@ -78,8 +94,33 @@ for copybook in $(find examples -name '*.cpy' -o -name '*.CPY' -o -name '*.cob' 
             if (($5 "," $6 != $7 "," $8) != (r != "")) print "  " $3 ": layouts " $5 "," $6 " and " $7 "," $8 ", reason \"" r "\""
         }
         END { for (k in nf) if (matched[k] < nf[k]) { split(k, f, SUBSEP); print "  " f[2] ": dictionary " field[k, matched[k] + 1] " not in the check" } }' "$tmp/csv" >>"$tmp/wrong"
+    # --dictionary: every FIELD row (groups with -s; first occurrences) where GnuCOBOL puts the
+    # item, and a row tarnmap places alike is tarnmap's row, but for a storage type that only a
+    # compiler's rules tell (a sign's place, GnuCOBOL's little-endian native items).
+    printf 'D\n/d\n' | "$build/tarnmap-check" --dictionary --compiler gnucobol -r -f -s -o "$tmp/cdict.csv" \
+        "$tmp/clean.cpy" >/dev/null 2>&1
+    printf 'D\n/d\n' | "$build/tarnmap" -r -f -s -o "$tmp/sdict.csv" "$tmp/clean.cpy" >/dev/null 2>&1
+    awk -F, -v sdict="$tmp/sdict.csv" -v records="$tmp/records" '
+        BEGIN {
+            while ((getline r <records) > 0) record[r]++
+            while ((getline line <sdict) > 0) if (line ~ /^"(FIELD|DB|TABLE)"/) { split(line, f, ","); theirs[f[1], f[2], f[3]] = line }
+        }
+        FILENAME == "-" { if (record[$1]-- <= 0) cobc[$1, ++nc[$1]] = $2 "+" $3; next }
+        /^"(DB|TABLE)"/ && theirs[$1, $2, $3] != $0 { print "  not tarnmap'\''s: " $0 }
+        !/^"FIELD"/ { next }
+        {
+            row = $0; gsub(/"/, ""); name = $3
+            if (name ~ /^FILLER_/ || (name ~ /(_I[0-9]+)+$/ && name !~ /(_I1)+$/)) next
+            sub(/(_I1)+$/, "", name)
+            if (cobc[name, ++k[name]] != $5 "+" $6) print "  " $3 ": dictionary " $5 "+" $6 ", GnuCOBOL " cobc[name, k[name]]
+            s = theirs["\"FIELD\"", "\"" $2 "\"", "\"" $3 "\""]; split(s, t, ",")
+            if (t[5] != $5 || t[6] != $6) next
+            if (t[4] != "\"" $4 "\"" && $4 !~ /-LE$/ && !(t[4] ~ /OVERPUNCH|SIGN|ZONED-NUM/ && $4 ~ /OVERPUNCH|SIGN|ZONED-NUM/)) print "  " $3 ": type " $4 " where tarnmap has " t[4]
+            sub("\"" $4 "\"", t[4], row)
+            if (row != s) print "  " $3 ": " row " where tarnmap has " s
+        }' - "$tmp/cdict.csv" <"$tmp/cobc" >>"$tmp/wrong"
     [ -s "$tmp/wrong" ] && { failed=$((failed + 1)); echo "check_compare: $copybook"; head -5 "$tmp/wrong"; }
 done
 [ -n "$cobc" ] && measured="$measured measured with GnuCOBOL ($refused copybooks it does not compile)" || measured="no cobc: none measured"
-echo "check_compare: $rows rows, $measured, $failed wrong"
+echo "check_compare: $rows rows, $whole copybooks whose dictionary is tarnmap's, $measured, $failed wrong"
 [ "$failed" = 0 ] && [ "$rows" -gt 0 ]

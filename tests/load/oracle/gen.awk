@@ -8,6 +8,7 @@
 #   -v dict=FILE   the dictionary, for each file's record length
 #   -v ebcdic=1    also write EBCDIC records (display fields converted)
 #   -v comp5=1     COMP-5 items are compared (native order is little-endian)
+#   -v signs=1     S with SIGN LEADING is compared (the dictionary types it as written)
 #   -v e95=HEX     the EBCDIC bytes of ASCII 0x20-0x7E, in order
 
 # PICTURE with its repeat counts written out: S9(3)V9(2) -> S999V99.
@@ -117,7 +118,7 @@ function ref(i, subs,   r, j) {
 # that tarnmap-check says differs from the compiler's).
 function occurrence(i, subs, suffix, moved, ok, r,   seed, kind, neg, d, v, lit, q, known, fl) {
     # deliberate: S with SIGN LEADING is trailing in the dictionary; its layout agrees, its sign does not
-    known = ok && K[i] != "" && !(K[i] == "5" && !comp5) && !UNDER_REDEF[i] && E_sign[i] != "LEADING"
+    known = ok && K[i] != "" && !(K[i] == "5" && !comp5) && !UNDER_REDEF[i] && (signs || E_sign[i] != "LEADING")
     if (!moved || K[i] == "") {
         # the initial bytes of an 01 that redefines another follow the other's items
         v = (known && !INITV[i] && !(REC[RECOF[i]] && E_redef[REC[RECOF[i]]])) ? "=" (K[i] ~ /[xa]/ ? "" : K[i] == "f" ? "0" : dec_text(0, rep("0", DIG[i]), SC[i])) : "?"

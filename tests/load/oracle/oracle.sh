@@ -4,7 +4,9 @@
 # dictionary, tarnmap-load loads the files, and every value must be what the
 # program wrote, on every item tarnmap-check finds where the compiler puts it.
 # Four variants: ASCII, EBCDIC, little-endian binaries, the wide binary sizes
-# (-h); SQLite read back must hold the CSV's values digit for digit.
+# (-h); and ASCII and EBCDIC again with the dictionary of tarnmap-check
+# --dictionary --compiler gnucobol, on every item it places, departures and
+# COMP-5 and leading signs included; SQLite read back must hold the CSV's values digit for digit.
 # Usage: oracle.sh BUILD_DIR LOADER CACHE_DIR [COPYBOOK...], from the top of
 # the source tree; the compiled programs and their data stay in CACHE_DIR.
 # Exit status 77 (skipped) without cobc or without a loader.
@@ -66,11 +68,17 @@ remeasure() {
 # (cached by the program's text) and prints its directory; status 2 when
 # GnuCOBOL does not compile the program.
 variant() {
-    "$build/tarnmap-check" -r --all --csv $2 "$tmp/clean.cpy" >"$tmp/check-$1.csv" 2>/dev/null
+    "$build/tarnmap-check" --compiler gnucobol -r --all --csv $2 "$tmp/clean.cpy" >"$tmp/check-$1.csv" 2>/dev/null
     [ -z "$2" ] || remeasure "$tmp/check-$1.csv" "$3" || return 2
     printf 'ORACLE\n.\n' | "$build/tarnmap" -r -f $2 -o "$tmp/dict-$1.csv" "$tmp/clean.cpy" >/dev/null 2>&1
+    if [ "$1" = compiler ]; then  # GnuCOBOL's layout as tarnmap-check writes it: every item it places counts
+        printf 'ORACLE\n.\n' | "$build/tarnmap-check" --dictionary --compiler gnucobol -r -f -o "$tmp/dict-$1.csv" \
+            "$tmp/clean.cpy" >/dev/null 2>&1
+        awk -F, -v OFS=, 'FNR > 1 && $7 != "" { $5 = $7; $6 = $8 } { print }' "$tmp/check-$1.csv" >"$tmp/check-$1.new" &&
+            mv "$tmp/check-$1.new" "$tmp/check-$1.csv"
+    fi
     awk -v check="$tmp/check-$1.csv" -v dict="$tmp/dict-$1.csv" -v prog="$tmp/prog-$1.cob" \
-        -v expect="$tmp/expect-$1.txt" -v ebcdic="$4" -v comp5="$5" -v e95="$e95" -v NREC=6 \
+        -v expect="$tmp/expect-$1.txt" -v ebcdic="$4" -v comp5="$5" -v signs="$([ "$1" = compiler ] && echo 1)" -v e95="$e95" -v NREC=6 \
         -f $here/gen.awk "$tmp/pre.txt" 2>"$tmp/gen.txt" || return 4
     key=$( { cat "$tmp/prog-$1.cob" "$tmp/copybook.cpy"; echo "$3"; } | md5sum | cut -c1-16)
     dir=$cache/$key
@@ -154,7 +162,7 @@ for copybook; do
     clean "$copybook" >"$tmp/clean.cpy"
     probe "$copybook" || { refused=$((refused + 1)); echo "oracle: not compiled: $copybook: $(grep -m1 -i error "$tmp/err.txt")"; continue; }
     : >"$tmp/wrong" && : >"$tmp/counts"
-    for v in std:::1:0 little::-fbinary-byteorder=native:0:1 wide:-h:-fbinary-size=1--8:0:0; do
+    for v in std:::1:0 little::-fbinary-byteorder=native:0:1 wide:-h:-fbinary-size=1--8:0:0 compiler:::1:1; do
         IFS=: read -r name topt copt ebc c5 <<EOF
 $v
 EOF
