@@ -60,7 +60,7 @@ TEST(DictionaryFlavour, KnownAnswers)
         ASSERT_TRUE(read_dictionary(text.data(), text.size(), dict, error)) << error;
         ASSERT_TRUE(dict.warnings.empty()) << dict.warnings[0];
         ASSERT_TRUE(make_decoder("ascii", d, error)) << error;
-        d.big_endian = !c.little_run;
+        d.big_endian = d.float_big_endian = !c.little_run;  // as --byte-order sets both
         d.hex_float = c.hex_run;
         const Column &col = dict.tables.at(0).columns.at(0);
         std::string out(value_capacity(col), '\0');
