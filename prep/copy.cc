@@ -1,0 +1,393 @@
+// COPY and REPLACE: members found where compilers look, read in their own
+// format, expanded in place (nested ones first), REPLACING applied to the
+// whole member text, loops reported with the chain of includes. REPLACE
+// statements then act on the expanded text. Called by main.
+#include <sys/stat.h>
+
+#include <cctype>
+#include <climits>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "prep/prep.h"
+
+namespace {
+
+// One REPLACING or REPLACE operand pair.
+struct Replacement {
+    int side = 0;                    // 0 whole text, 1 LEADING, 2 TRAILING
+    std::vector<std::string> from;   // tokens to match, case aside
+    std::vector<std::string> to;     // tokens put in their place
+};
+
+// A COPY on the way to the file in work: where it stood, and the file it read.
+struct Include {
+    int file;
+    int line;
+    std::string path;  // the real path of the file it brought in
+};
+
+bool is_word(const Elem &e, const char *word)
+{
+    return !e.line && !e.literal && same_word(e.text, word);
+}
+
+std::string real_path(const std::string &path)
+{
+    char buffer[PATH_MAX];
+    return realpath(path.c_str(), buffer) != nullptr ? std::string(buffer) : path;
+}
+
+bool is_file(const std::string &path)
+{
+    struct stat st;
+    return stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+}
+
+std::string case_of(std::string s, bool upper)
+{
+    for (char &c : s)
+        c = static_cast<char>(upper ? std::toupper(static_cast<unsigned char>(c))
+                                    : std::tolower(static_cast<unsigned char>(c)));
+    return s;
+}
+
+// The member's file: the including file's folder, -I, COBCPY; the name as
+// written, then (unquoted) in upper and lower case; bare or with an extension.
+std::string find_member(const std::string &name, bool quoted, const std::string &library,
+                        const std::string &including, const Options &options, std::string &looked)
+{
+    std::vector<std::string> dirs;
+    std::size_t slash = including.rfind('/');
+    dirs.push_back(including == "-" || slash == std::string::npos ? "." : including.substr(0, slash));
+    for (const std::string &dir : options.include_dirs)
+        dirs.push_back(dir);
+    std::vector<std::string> names{name};
+    if (!quoted) {
+        names.push_back(case_of(name, true));
+        names.push_back(case_of(name, false));
+    }
+    std::vector<std::string> subdirs{""};
+    if (!library.empty())
+        subdirs = {library + "/", case_of(library, true) + "/", case_of(library, false) + "/", ""};
+    static const char *const EXTENSIONS[] = {"", ".cpy", ".CPY", ".cbl", ".CBL", ".cob", ".COB"};
+    for (const std::string &dir : dirs) {
+        looked += looked.empty() ? dir : ", " + dir;
+        for (const std::string &sub : subdirs)
+            for (const std::string &n : names)
+                for (const char *ext : EXTENSIONS) {
+                    std::string path = (n.size() && n[0] == '/' ? "" : dir + "/") + sub + n + ext;
+                    if (is_file(path))
+                        return path;
+                }
+    }
+    return "";
+}
+
+// Indexes of the tokens from FIRST on, line marks passed over.
+std::vector<std::size_t> tokens_from(const Stream &s, std::size_t first)
+{
+    std::vector<std::size_t> out;
+    for (std::size_t i = first; i < s.size(); ++i)
+        if (!s[i].line)
+            out.push_back(i);
+    return out;
+}
+
+// Operand pairs "[LEADING|TRAILING] op BY op ..." at T[K]; K ends behind them.
+std::vector<Replacement> parse_pairs(const Stream &s, const std::vector<std::size_t> &t, std::size_t &k,
+                                     bool &bad)
+{
+    std::vector<Replacement> pairs;
+    auto operand = [&](std::vector<std::string> &into) {
+        if (k >= t.size() || s[t[k]].text == ".")
+            return false;
+        if (s[t[k]].text != "==") {
+            into.push_back(s[t[k++]].text);
+            return true;
+        }
+        for (++k; k < t.size() && s[t[k]].text != "=="; ++k)
+            into.push_back(s[t[k]].text);
+        if (k >= t.size())
+            return false;
+        ++k;
+        return true;
+    };
+    while (k < t.size() && s[t[k]].text != ".") {
+        Replacement r;
+        if (is_word(s[t[k]], "LEADING") || is_word(s[t[k]], "TRAILING"))
+            r.side = is_word(s[t[k++]], "LEADING") ? 1 : 2;
+        if (!operand(r.from) || k >= t.size() || !is_word(s[t[k]], "BY")) {
+            bad = true;
+            return pairs;
+        }
+        ++k;
+        if (!operand(r.to)) {
+            bad = true;
+            return pairs;
+        }
+        if (r.side != 0 && (r.from.size() != 1 || r.to.size() > 1))
+            bad = true;
+        pairs.push_back(r);
+    }
+    return pairs;
+}
+
+bool word_equal(const Elem &e, const std::string &word)
+{
+    if (e.literal)
+        return e.text == word;
+    return same_word(e.text, word.c_str());
+}
+
+// Statement tokens T[FIRST..LAST] become comments on their lines in OUT.
+void comment_out(Stream &out, const Stream &in, const std::vector<std::size_t> &t, std::size_t first,
+                 std::size_t last, std::size_t out_mark)
+{
+    std::size_t mark = out_mark;
+    std::size_t at = t[first];
+    for (std::size_t k = first; k <= last && k < t.size(); ++k) {
+        for (; at < t[k]; ++at)
+            if (in[at].line) {
+                out.push_back(in[at]);
+                mark = out.size() - 1;
+            }
+        std::string &c = out[mark].comment;
+        c += (c.empty() ? "" : " ") + in[t[k]].text;
+        at = t[k] + 1;
+    }
+}
+
+// The text of EXPANDED with PAIRS applied: the first pair that matches at a
+// token wins, and replaced text is not scanned again.
+Stream apply_pairs(const Stream &expanded, const std::vector<Replacement> &pairs)
+{
+    Stream replaced;
+    std::vector<std::size_t> mt = tokens_from(expanded, 0);
+    std::size_t next = 0;  // next element of expanded to copy
+    for (std::size_t p = 0; p < mt.size();) {
+        bool done = false;
+        for (const Replacement &r : pairs) {
+            const Elem &tok = expanded[mt[p]];
+            if (r.side != 0) {
+                if (tok.literal || tok.line)
+                    continue;
+                const std::string &w = r.from[0];
+                if (tok.text.size() < w.size())
+                    continue;
+                std::size_t at = r.side == 1 ? 0 : tok.text.size() - w.size();
+                if (!same_word(tok.text.substr(at, w.size()), w.c_str()))
+                    continue;
+                for (; next < mt[p]; ++next)
+                    replaced.push_back(expanded[next]);
+                Elem changed = tok;
+                std::string put = r.to.empty() ? "" : r.to[0];
+                changed.text = r.side == 1 ? put + tok.text.substr(w.size())
+                                           : tok.text.substr(0, at) + put;
+                if (!changed.text.empty())
+                    replaced.push_back(changed);
+                next = mt[p] + 1;
+                ++p;
+                done = true;
+                break;
+            }
+            if (r.from.empty() || p + r.from.size() > mt.size())
+                continue;
+            bool match = true;
+            for (std::size_t q = 0; q < r.from.size() && match; ++q)
+                match = word_equal(expanded[mt[p + q]], r.from[q]);
+            if (!match)
+                continue;
+            for (; next < mt[p]; ++next)
+                replaced.push_back(expanded[next]);
+            for (std::size_t q = 0; q < r.to.size(); ++q) {
+                Elem put = tok;
+                put.text = r.to[q];
+                put.literal = !r.to[q].empty() && (r.to[q].back() == '\'' || r.to[q].back() == '"');
+                put.glued = q == 0 ? tok.glued : r.to[q] == ".";
+                put.col = q == 0 ? tok.col : 0;
+                replaced.push_back(put);
+            }
+            // Line marks inside the matched text stay, so lines keep their numbers.
+            for (std::size_t q = mt[p]; q <= mt[p + r.from.size() - 1]; ++q)
+                if (expanded[q].line)
+                    replaced.push_back(expanded[q]);
+            next = mt[p + r.from.size() - 1] + 1;
+            p += r.from.size();
+            done = true;
+            break;
+        }
+        if (!done)
+            ++p;
+    }
+    for (; next < expanded.size(); ++next)
+        replaced.push_back(expanded[next]);
+    return replaced;
+}
+
+// Expands the COPY statements of IN; CHAIN holds the includes that led here.
+Stream expand(const Stream &in, const Options &options, std::vector<Include> &chain)
+{
+    Stream out;
+    std::size_t mark = 0;        // out's last line mark
+    bool need_mark = false;      // tokens left on a line a member was spliced into
+    for (std::size_t i = 0; i < in.size(); ++i) {
+        const Elem &e = in[i];
+        if (e.line) {
+            out.push_back(e);
+            mark = out.size() - 1;
+            need_mark = false;
+            continue;
+        }
+        if (need_mark) {
+            Elem copy = out[mark];
+            copy.comment.clear();
+            copy.comment_line = false;
+            out.push_back(copy);
+            mark = out.size() - 1;
+            need_mark = false;
+        }
+        if (!is_word(e, "COPY")) {
+            out.push_back(e);
+            continue;
+        }
+        std::vector<std::size_t> t = tokens_from(in, i);
+        std::size_t k = 1;
+        bool bad = t.size() < 2 || in[t[1]].text == ".";
+        std::string name, library;
+        bool quoted = false;
+        if (!bad) {
+            quoted = in[t[1]].literal;
+            name = quoted ? in[t[1]].text.substr(1, in[t[1]].text.size() - 2) : in[t[1]].text;
+            k = 2;
+        }
+        if (!bad && k + 1 < t.size() && (is_word(in[t[k]], "OF") || is_word(in[t[k]], "IN"))) {
+            const Elem &lib = in[t[k + 1]];
+            library = lib.literal ? lib.text.substr(1, lib.text.size() - 2) : lib.text;
+            k += 2;
+        }
+        while (!bad && k < t.size() && (is_word(in[t[k]], "SUPPRESS") || is_word(in[t[k]], "PRINTING")))
+            ++k;
+        std::vector<Replacement> pairs;
+        if (!bad && k < t.size() && is_word(in[t[k]], "REPLACING"))
+            pairs = parse_pairs(in, t, ++k, bad);
+        bad = bad || k >= t.size() || in[t[k]].text != ".";
+        if (bad) {
+            problem(e.file, e.lineno, "COPY statement not understood (it ends with a period): kept as a comment");
+            comment_out(out, in, t, 0, std::min(k, t.size() - 1), mark);
+            i = t[std::min(k, t.size() - 1)];
+            mark = out.size();
+            while (mark > 0 && !out[mark - 1].line)
+                --mark;
+            mark = mark > 0 ? mark - 1 : 0;
+            continue;
+        }
+        std::size_t stmt_end = k;
+        comment_out(out, in, t, 0, stmt_end, mark);
+        for (std::size_t m = out.size(); m-- > 0;)
+            if (out[m].line) {
+                mark = m;
+                break;
+            }
+        i = t[stmt_end];
+        need_mark = true;
+
+        const std::string &including = files()[static_cast<std::size_t>(e.file)];
+        std::string looked;
+        std::string path = find_member(name, quoted, library, including, options, looked);
+        if (path.empty()) {
+            problem(e.file, e.lineno, "COPY " + name + ": no such member (looked in " + looked +
+                    "): the statement is kept as a comment");
+            continue;
+        }
+        std::string real = real_path(path);
+        bool loops = real == real_path(files()[0]);
+        for (const Include &inc : chain)
+            loops = loops || inc.path == real;
+        if (loops || chain.size() >= 100) {
+            std::string trail = files()[0];
+            for (const Include &inc : chain)
+                trail += ":" + std::to_string(inc.line) + " -> " + inc.path;
+            trail += ":" + std::to_string(e.lineno) + " -> " + path;
+            if (!chain.empty())
+                trail = files()[0] + ":" + std::to_string(chain[0].line) + trail.substr(files()[0].size());
+            problem(e.file, e.lineno, "COPY " + name + " includes itself (" + trail + "): not expanded");
+            continue;
+        }
+        files().push_back(path);
+        int member_file = static_cast<int>(files().size()) - 1;
+        Stream member;
+        if (!read_source(member_file, options, member, e.file, e.lineno))
+            continue;
+        note(options, e.file, e.lineno, "COPY " + name + " from " + path);
+        chain.push_back(Include{e.file, e.lineno, real});
+        Stream expanded = expand(member, options, chain);
+        chain.pop_back();
+        // REPLACING acts on the member with its nested members in it.
+        Stream replaced = apply_pairs(expanded, pairs);
+        out.insert(out.end(), replaced.begin(), replaced.end());
+        for (std::size_t m = out.size(); m-- > 0;)
+            if (out[m].line) {
+                mark = m;
+                break;
+            }
+    }
+    return out;
+}
+
+}  // namespace
+
+void expand_copies(Stream &stream, const Options &options)
+{
+    std::vector<Include> chain;
+    stream = expand(stream, options, chain);
+}
+
+// REPLACE pairs. ... . acts on the text behind it up to the next REPLACE
+// statement; REPLACE OFF. ends it. The statements become comments.
+void apply_replace_statements(Stream &stream)
+{
+    Stream out, segment;
+    std::vector<Replacement> active;
+    std::size_t mark = 0;
+    auto flush = [&]() {
+        Stream done = apply_pairs(segment, active);
+        out.insert(out.end(), done.begin(), done.end());
+        segment.clear();
+    };
+    for (std::size_t i = 0; i < stream.size(); ++i) {
+        const Elem &e = stream[i];
+        if (!is_word(e, "REPLACE")) {
+            segment.push_back(e);
+            continue;
+        }
+        flush();
+        for (std::size_t m = out.size(); m-- > 0;)
+            if (out[m].line) {
+                mark = m;
+                break;
+            }
+        std::vector<std::size_t> t = tokens_from(stream, i);
+        std::size_t k = 1;
+        bool bad = false;
+        if (k < t.size() && is_word(stream[t[k]], "ALSO"))
+            ++k;
+        std::vector<Replacement> pairs;
+        if (k < t.size() && is_word(stream[t[k]], "LAST"))
+            ++k;
+        if (k < t.size() && is_word(stream[t[k]], "OFF"))
+            ++k;
+        else
+            pairs = parse_pairs(stream, t, k, bad);
+        bad = bad || k >= t.size() || stream[t[k]].text != ".";
+        std::size_t last = std::min(k, t.size() - 1);
+        if (bad)
+            problem(e.file, e.lineno, "REPLACE statement not understood: kept as a comment, nothing replaced");
+        comment_out(out, stream, t, 0, last, mark);
+        active = bad ? std::vector<Replacement>() : pairs;
+        i = t[last];
+    }
+    flush();
+    stream = out;
+}

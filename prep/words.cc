@@ -1,0 +1,267 @@
+// Word-level rewrites on the expanded text: upper case outside literals,
+// listing-control statements taken out, and clause forms and USAGE words the
+// converter's grammar does not take written in a form it does, with the same
+// size and kind of storage. Called by main after COPY and REPLACE.
+#include <cctype>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "prep/prep.h"
+
+namespace {
+
+// A USAGE word of another dialect and what the dictionary can hold instead.
+struct UsageRewrite {
+    const char *word;
+    const char *digits;   // a binary item of these digits: 2, 4 or 8 bytes
+    int bytes;            // no equivalent: PIC X(bytes)
+    const char *storage;  // how it is really stored, for the warning
+};
+
+constexpr UsageRewrite USAGES[] = {
+    {"BINARY-CHAR", "2", 1, "a 1-byte binary integer"},
+    {"BINARY-SHORT", "4", 0, nullptr},
+    {"BINARY-LONG", "9", 0, nullptr},
+    {"BINARY-DOUBLE", "18", 0, nullptr},
+    {"BINARY-C-LONG", "18", 0, nullptr},
+    {"BINARY-LONG-LONG", "18", 0, nullptr},
+    {"FLOAT-LONG", nullptr, 0, nullptr},
+    {"FLOAT-SHORT", nullptr, 4, "a 4-byte floating-point number"},
+    {"COMP-1", nullptr, 4, "a 4-byte floating-point number"},
+    {"COMPUTATIONAL-1", nullptr, 4, "a 4-byte floating-point number"},
+    {"FLOAT-DECIMAL-16", nullptr, 8, "an 8-byte decimal floating-point number"},
+    {"FLOAT-DECIMAL-34", nullptr, 16, "a 16-byte decimal floating-point number"},
+    {"FLOAT-EXTENDED", nullptr, 16, "a 16-byte floating-point number"},
+};
+
+// Words that begin a clause: behind a level number they mean the entry has no name.
+const char *const CLAUSE_WORDS[] = {
+    "PIC", "PICTURE", "REDEFINES", "USAGE", "OCCURS", "VALUE", "VALUES", "SYNC", "SYNCHRONIZED",
+    "SYNCHRONISED", "JUST", "JUSTIFIED", "BLANK", "SIGN", "BINARY", "PACKED-DECIMAL", "DISPLAY",
+    "INDEX", "POINTER", "GLOBAL", "EXTERNAL", "IS", "LEADING", "TRAILING"};
+
+bool is_number(const std::string &s)
+{
+    if (s.empty())
+        return false;
+    for (char c : s)
+        if (!std::isdigit(static_cast<unsigned char>(c)))
+            return false;
+    return true;
+}
+
+bool is_clause_word(const std::string &w)
+{
+    for (const char *c : CLAUSE_WORDS)
+        if (w == c)
+            return true;
+    if (w.compare(0, 4, "COMP") == 0)
+        return true;
+    for (const UsageRewrite &u : USAGES)
+        if (w == u.word)
+            return true;
+    return false;
+}
+
+std::string upper(std::string s)
+{
+    for (char &c : s)
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    return s;
+}
+
+int hex_value(char c)
+{
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    return c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
+}
+
+// A literal with a prefix as an ordinary one: X'41' as 'A', N'..', G'..' and
+// Z'..' as their text. Hexadecimal bytes that cannot stand in a literal give ''.
+void plain_literal(Elem &e, const Options &options, const std::string &item)
+{
+    std::size_t q = e.text.find_first_of("'\"");
+    std::string prefix = upper(e.text.substr(0, q));
+    std::string body = e.text.substr(q + 1, e.text.size() >= q + 2 ? e.text.size() - q - 2 : 0);
+    std::string was = e.text;
+    if (prefix.back() == 'X') {
+        std::string bytes;
+        bool printable = body.size() % 2 == 0;
+        for (std::size_t i = 0; printable && i + 1 < body.size(); i += 2) {
+            int hi = hex_value(body[i]), lo = hex_value(body[i + 1]);
+            int c = hi * 16 + lo;
+            printable = hi >= 0 && lo >= 0 && c >= 0x20 && c < 0x7F && c != '\'' && c != '"';
+            bytes += static_cast<char>(c);
+        }
+        if (!printable) {
+            e.text = "''";
+            problem(e.file, e.lineno, item + ": " + was + " holds bytes no literal of the converter can hold: written as ''");
+            return;
+        }
+        e.text = "'" + bytes + "'";
+    } else {
+        e.text = e.text.substr(q);
+    }
+    note(options, e.file, e.lineno, item + ": " + was + " written as " + e.text);
+}
+
+// Rewrites one data description entry, T its tokens without the period.
+void rewrite_entry(Stream &s, const std::vector<std::size_t> &t, Elem *period, const Options &options)
+{
+    std::string level = s[t[0]].text;
+    bool named = t.size() > 1 && !is_clause_word(s[t[1]].text);
+    if (!named && level != "66" && level != "88") {
+        s[t[0]].text += " FILLER";
+        note(options, s[t[0]].file, s[t[0]].lineno, "an entry without a name is a FILLER");
+    }
+    std::string item = named ? s[t[1]].text : "FILLER";
+    bool detach = false;  // the last clause cannot take the period behind it
+    bool has_picture = false;
+    for (std::size_t j = 1; j < t.size(); ++j)
+        has_picture = has_picture || s[t[j]].text == "PIC" || s[t[j]].text == "PICTURE";
+    for (std::size_t j = 1; j < t.size(); ++j) {
+        Elem &e = s[t[j]];
+        const std::string w = e.literal ? std::string() : e.text;
+        bool last = j + 1 == t.size();
+        auto next_is = [&](const char *word) { return j + 1 < t.size() && s[t[j + 1]].text == word; };
+        if (e.literal && e.text[0] != '\'' && e.text[0] != '"') {
+            plain_literal(e, options, item);
+        } else if (w == "SYNC" || w == "SYNCHRONIZED" || w == "SYNCHRONISED") {
+            if (next_is("LEFT") || next_is("RIGHT")) {
+                e.text = "SYNC";
+                detach = j + 2 == t.size();
+            } else {
+                e.text = "SYNC LEFT";
+                detach = last;
+                note(options, e.file, e.lineno, item + ": " + w + " written as SYNC LEFT");
+            }
+        } else if (w == "JUST" || w == "JUSTIFIED" || w == "BLANK" || w == "RIGHT" || w == "LEFT") {
+            detach = last;
+        } else if ((w == "ZERO" || w == "ZEROS" || w == "ZEROES") && j > 1 &&
+                   (s[t[j - 1]].text == "WHEN" || s[t[j - 1]].text == "BLANK")) {
+            detach = last;
+        } else if ((w == "VALUE" || w == "VALUES") && j + 2 < t.size() &&
+                   (next_is("ZERO") || next_is("ZEROS") || next_is("ZEROES"))) {
+            // The figurative constant is a value only right in front of the period.
+            s[t.back()].text += " " + w + " " + s[t[j + 1]].text;
+            note(options, e.file, e.lineno, item + ": VALUE " + s[t[j + 1]].text + " moved behind the other clauses");
+            e.text.clear();
+            s[t[j + 1]].text.clear();
+            ++j;
+        } else {
+            for (const UsageRewrite &u : USAGES) {
+                if (w != u.word)
+                    continue;
+                bool is_unsigned = next_is("UNSIGNED");
+                if (next_is("SIGNED") || next_is("UNSIGNED"))
+                    s[t[j + 1]].text.clear();
+                const char *digits = u.digits;
+                if (w == "BINARY-CHAR" && !options.wide_binary)
+                    digits = nullptr;
+                if (digits != nullptr) {
+                    e.text = has_picture ? "COMP" : std::string("COMP PIC ") + (is_unsigned ? "9(" : "S9(") + digits + ")";
+                } else if (u.bytes == 0) {
+                    e.text = "COMP-2";
+                } else {
+                    e.text = "PIC X(" + std::to_string(u.bytes) + ")";
+                    for (std::size_t k = j; k-- > 1 && (s[t[k]].text == "USAGE" || s[t[k]].text == "IS");)
+                        s[t[k]].text.clear();
+                    problem(e.file, e.lineno, item + " is " + u.storage + " (" + w +
+                            "), which the dictionary has no type for: written as " + e.text +
+                            ", so that the items behind it keep their offsets");
+                    break;
+                }
+                note(options, e.file, e.lineno, item + ": " + w + " written as " + e.text);
+                break;
+            }
+        }
+    }
+    if (detach && period != nullptr)
+        period->detached = true;
+}
+
+// An FD entry: the smallest size of RECORD VARYING, which the grammar does not take, goes.
+void rewrite_fd(Stream &s, const std::vector<std::size_t> &t, const Options &options)
+{
+    for (std::size_t j = 0; j + 1 < t.size(); ++j) {
+        if (s[t[j]].text != "VARYING")
+            continue;
+        std::size_t k = j + 1;
+        while (k < t.size() && (s[t[k]].text == "IN" || s[t[k]].text == "SIZE" || s[t[k]].text == "FROM"))
+            ++k;
+        if (k < t.size() && is_number(s[t[k]].text)) {
+            note(options, s[t[k]].file, s[t[k]].lineno, "RECORD VARYING: the smallest size " + s[t[k]].text + " left out");
+            s[t[k]].text.clear();
+        }
+    }
+}
+
+}  // namespace
+
+bool same_word(const std::string &a, const char *b)
+{
+    std::size_t n = std::strlen(b);
+    if (a.size() != n)
+        return false;
+    for (std::size_t i = 0; i < n; ++i)
+        if (std::toupper(static_cast<unsigned char>(a[i])) != std::toupper(static_cast<unsigned char>(b[i])))
+            return false;
+    return true;
+}
+
+void rewrite_words(Stream &s, const Options &options)
+{
+    std::vector<std::size_t> t;
+    for (std::size_t i = 0; i < s.size(); ++i) {
+        if (s[i].line)
+            continue;
+        Elem &e = s[i];
+        if (!e.literal) {
+            e.text = upper(e.text);
+        } else {
+            std::size_t q = e.text.find_first_of("'\"");
+            e.text = upper(e.text.substr(0, q)) + e.text.substr(q);
+        }
+        t.push_back(i);
+    }
+    // Listing-control statements, and a period of theirs that would stand alone.
+    for (std::size_t k = 0; k < t.size(); ++k) {
+        Elem &e = s[t[k]];
+        if (e.literal)
+            continue;
+        bool title = e.text == "TITLE";
+        if (!title && e.text != "EJECT" && e.text != "SKIP1" && e.text != "SKIP2" && e.text != "SKIP3")
+            continue;
+        note(options, e.file, e.lineno, e.text + " taken out");
+        e.text.clear();
+        if (title && k + 1 < t.size() && s[t[k + 1]].literal)
+            s[t[++k]].text.clear();
+        std::size_t before = k - (title ? 1 : 0);
+        while (before > 0 && s[t[before - 1]].text.empty())
+            --before;
+        if (k + 1 < t.size() && s[t[k + 1]].text == "." && (before == 0 || s[t[before - 1]].text == "."))
+            s[t[++k]].text.clear();
+    }
+    // Statements, split at periods.
+    std::vector<std::size_t> stmt;
+    for (std::size_t k = 0; k <= t.size(); ++k) {
+        bool end = k == t.size() || s[t[k]].text == ".";
+        if (!end) {
+            if (!s[t[k]].text.empty())
+                stmt.push_back(t[k]);
+            continue;
+        }
+        if (!stmt.empty()) {
+            Elem *period = k < t.size() ? &s[t[k]] : nullptr;
+            const std::string &first = s[stmt[0]].text;
+            if (first == "FD" || first == "SD")
+                rewrite_fd(s, stmt, options);
+            else if (is_number(first) && first.size() <= 2)
+                rewrite_entry(s, stmt, period, options);
+        }
+        stmt.clear();
+    }
+}
