@@ -77,7 +77,8 @@ std::string find_member(const std::string &name, bool quoted, const std::string 
         for (const std::string &sub : subdirs)
             for (const std::string &n : names)
                 for (const char *ext : EXTENSIONS) {
-                    std::string path = (n.size() && n[0] == '/' ? "" : dir + "/") + sub + n + ext;
+                    std::string base = n.size() && n[0] == '/' ? "" : dir == "." ? "" : dir + "/";
+                    std::string path = base + sub + n + ext;
                     if (is_file(path))
                         return path;
                 }
@@ -85,13 +86,20 @@ std::string find_member(const std::string &name, bool quoted, const std::string 
     return "";
 }
 
-// Indexes of the tokens from FIRST on, line marks passed over.
-std::vector<std::size_t> tokens_from(const Stream &s, std::size_t first)
+// Indexes of the tokens of the statement at FIRST, up to its period (one
+// outside pseudo-text), line marks passed over; all of them with TO_END.
+std::vector<std::size_t> tokens_from(const Stream &s, std::size_t first, bool to_end = false)
 {
     std::vector<std::size_t> out;
-    for (std::size_t i = first; i < s.size(); ++i)
-        if (!s[i].line)
-            out.push_back(i);
+    bool pseudo = false;
+    for (std::size_t i = first; i < s.size(); ++i) {
+        if (s[i].line)
+            continue;
+        out.push_back(i);
+        pseudo = pseudo != (s[i].text == "==");
+        if (!to_end && !pseudo && s[i].text == ".")
+            break;
+    }
     return out;
 }
 
@@ -107,10 +115,13 @@ std::vector<Replacement> parse_pairs(const Stream &s, const std::vector<std::siz
             into.push_back(s[t[k++]].text);
             return true;
         }
+        const Elem &open = s[t[k]];
         for (++k; k < t.size() && s[t[k]].text != "=="; ++k)
             into.push_back(s[t[k]].text);
-        if (k >= t.size())
+        if (k >= t.size()) {
+            problem(open.file, open.lineno, "pseudo-text is not terminated");
             return false;
+        }
         ++k;
         return true;
     };
@@ -154,9 +165,29 @@ void comment_out(Stream &out, const Stream &in, const std::vector<std::size_t> &
                 mark = out.size() - 1;
             }
         std::string &c = out[mark].comment;
-        c += (c.empty() ? "" : " ") + in[t[k]].text;
+        c += (c.empty() || in[t[k]].glued ? "" : " ") + in[t[k]].text;
         at = t[k] + 1;
     }
+}
+
+bool is_tag(const std::string &w)
+{
+    return w.size() > 2 && w.front() == ':' && w.back() == ':';
+}
+
+// WORD with every TAG in it (case aside) made BY.
+std::string replace_tag(const std::string &word, const std::string &tag, const std::string &by)
+{
+    std::string out;
+    for (std::size_t i = 0; i < word.size();) {
+        if (i + tag.size() <= word.size() && same_word(word.substr(i, tag.size()), tag.c_str())) {
+            out += by;
+            i += tag.size();
+        } else {
+            out += word[i++];
+        }
+    }
+    return out;
 }
 
 // The text of EXPANDED with PAIRS applied: the first pair that matches at a
@@ -164,7 +195,7 @@ void comment_out(Stream &out, const Stream &in, const std::vector<std::size_t> &
 Stream apply_pairs(const Stream &expanded, const std::vector<Replacement> &pairs)
 {
     Stream replaced;
-    std::vector<std::size_t> mt = tokens_from(expanded, 0);
+    std::vector<std::size_t> mt = tokens_from(expanded, 0, true);
     std::size_t next = 0;  // next element of expanded to copy
     for (std::size_t p = 0; p < mt.size();) {
         bool done = false;
@@ -187,6 +218,21 @@ Stream apply_pairs(const Stream &expanded, const std::vector<Replacement> &pairs
                                            : tok.text.substr(0, at) + put;
                 if (!changed.text.empty())
                     replaced.push_back(changed);
+                next = mt[p] + 1;
+                ++p;
+                done = true;
+                break;
+            }
+            if (r.from.size() == 1 && r.to.size() <= 1 && is_tag(r.from[0]) && !tok.literal) {
+                // A :TAG: is replaced wherever it stands in a word, as compilers do.
+                std::string text = replace_tag(tok.text, r.from[0], r.to.empty() ? "" : r.to[0]);
+                if (text == tok.text)
+                    continue;
+                for (; next < mt[p]; ++next)
+                    replaced.push_back(expanded[next]);
+                Elem changed = tok;
+                changed.text = text;
+                replaced.push_back(changed);
                 next = mt[p] + 1;
                 ++p;
                 done = true;
@@ -224,6 +270,24 @@ Stream apply_pairs(const Stream &expanded, const std::vector<Replacement> &pairs
     for (; next < expanded.size(); ++next)
         replaced.push_back(expanded[next]);
     return replaced;
+}
+
+// The index of the last line mark of S.
+std::size_t last_mark(const Stream &s)
+{
+    for (std::size_t m = s.size(); m-- > 0;)
+        if (s[m].line)
+            return m;
+    return 0;
+}
+
+// Whether a period follows T[FROM].
+bool has_period(const Stream &s, const std::vector<std::size_t> &t, std::size_t from)
+{
+    for (std::size_t k = from; k < t.size(); ++k)
+        if (s[t[k]].text == ".")
+            return true;
+    return false;
 }
 
 // Expands the COPY statements of IN; CHAIN holds the includes that led here.
@@ -274,22 +338,21 @@ Stream expand(const Stream &in, const Options &options, std::vector<Include> &ch
             pairs = parse_pairs(in, t, ++k, bad);
         bad = bad || k >= t.size() || in[t[k]].text != ".";
         if (bad) {
-            problem(e.file, e.lineno, "COPY statement not understood (it ends with a period): kept as a comment");
-            comment_out(out, in, t, 0, std::min(k, t.size() - 1), mark);
-            i = t[std::min(k, t.size() - 1)];
-            mark = out.size();
-            while (mark > 0 && !out[mark - 1].line)
-                --mark;
-            mark = mark > 0 ? mark - 1 : 0;
+            problem(e.file, e.lineno, "COPY statement not understood (COPY name [OF library] [REPLACING ...] .): kept as a comment");
+            // Up to its period, or to the end of its line when it has none.
+            bool any_period = has_period(in, t, 0);
+            std::size_t last = 0;
+            while (last + 1 < t.size() && in[t[last]].text != "." &&
+                   (in[t[last + 1]].lineno == e.lineno || any_period))
+                ++last;
+            comment_out(out, in, t, 0, last, mark);
+            i = t[last];
+            mark = last_mark(out);
             continue;
         }
         std::size_t stmt_end = k;
         comment_out(out, in, t, 0, stmt_end, mark);
-        for (std::size_t m = out.size(); m-- > 0;)
-            if (out[m].line) {
-                mark = m;
-                break;
-            }
+        mark = last_mark(out);
         i = t[stmt_end];
         need_mark = true;
 
@@ -327,11 +390,7 @@ Stream expand(const Stream &in, const Options &options, std::vector<Include> &ch
         // REPLACING acts on the member with its nested members in it.
         Stream replaced = apply_pairs(expanded, pairs);
         out.insert(out.end(), replaced.begin(), replaced.end());
-        for (std::size_t m = out.size(); m-- > 0;)
-            if (out[m].line) {
-                mark = m;
-                break;
-            }
+        mark = last_mark(out);
     }
     return out;
 }
@@ -363,11 +422,7 @@ void apply_replace_statements(Stream &stream)
             continue;
         }
         flush();
-        for (std::size_t m = out.size(); m-- > 0;)
-            if (out[m].line) {
-                mark = m;
-                break;
-            }
+        mark = last_mark(out);
         std::vector<std::size_t> t = tokens_from(stream, i);
         std::size_t k = 1;
         bool bad = false;

@@ -40,18 +40,22 @@ bool read_all(const std::string &path, std::string &data)
 }
 
 // Lines without BOM and carriage returns, tabs expanded to the next stop.
-std::vector<std::string> split_lines(const std::string &data, int tab)
+std::vector<std::string> split_lines(const std::string &data, int tab, std::vector<bool> &tabbed)
 {
     std::vector<std::string> lines(1);
+    tabbed.assign(1, false);
     std::size_t start = data.compare(0, 3, "\xEF\xBB\xBF") == 0 ? 3 : 0;
     for (std::size_t i = start; i < data.size(); ++i) {
         char c = data[i];
-        if (c == '\n')
+        if (c == '\n') {
             lines.emplace_back();
-        else if (c == '\t')
+            tabbed.push_back(false);
+        } else if (c == '\t') {
+            tabbed.back() = true;
             lines.back().append(static_cast<std::size_t>(tab) - lines.back().size() % static_cast<std::size_t>(tab), ' ');
-        else if (c != '\r')
+        } else if (c != '\r') {
             lines.back() += c;
+        }
     }
     if (lines.back().empty())
         lines.pop_back();
@@ -133,13 +137,18 @@ std::string rtrim(std::string s)
 }
 
 // A fixed-format line: columns 1-6 and 73 on dropped, column 7 read.
-SourceLine fixed_line(const std::string &line, int file, int lineno)
+SourceLine fixed_line(const std::string &line, bool tabbed, int file, int lineno)
 {
     SourceLine out;
     if (line.size() < 7)
         return out;
     char ind = line[6];
     std::string area = line.size() > 7 ? line.substr(7, 65) : std::string();
+    // Tabs set for another width push text past column 72: a word cut there is kept whole.
+    if (tabbed && line.size() > 72 && line[71] != ' ' && line[72] != ' ' && ind == ' ') {
+        area = rtrim(line.substr(7));
+        problem(file, lineno, "tabs push the text past column 72: the line is kept whole");
+    }
     if (ind == '*' || ind == '/' || ind == 'D' || ind == 'd' || ind == '$') {
         out.comment_line = true;
         out.comment = rtrim(ind == '*' ? area : std::string(1, ind) + area);
@@ -307,7 +316,8 @@ bool read_source(int file, const Options &options, Stream &out, int where_file, 
         problem(where_file, where_line, "cannot read " + (path == "-" ? std::string("standard input") : path) + ": " + reason);
         return false;
     }
-    std::vector<std::string> raw = split_lines(data, options.tab);
+    std::vector<bool> tabbed;
+    std::vector<std::string> raw = split_lines(data, options.tab, tabbed);
     bool marked = !raw.empty() && raw[0].size() >= sizeof FREE_MARK - 1 &&
                   raw[0].compare(raw[0].size() - (sizeof FREE_MARK - 1), std::string::npos, FREE_MARK) == 0;
     if (marked)
@@ -336,7 +346,7 @@ bool read_source(int file, const Options &options, Stream &out, int where_file, 
             lines.push_back(directive);
             continue;
         }
-        lines.push_back(free ? free_line(line) : fixed_line(line, file, lineno));
+        lines.push_back(free ? free_line(line) : fixed_line(line, tabbed[i], file, lineno));
     }
     join_continuations(lines, file);
     for (std::size_t i = 0; i < lines.size(); ++i) {

@@ -56,7 +56,8 @@ bool is_clause_word(const std::string &w)
     for (const char *c : CLAUSE_WORDS)
         if (w == c)
             return true;
-    if (w.compare(0, 4, "COMP") == 0)
+    if (w == "COMP" || w == "COMPUTATIONAL" || (w.size() == 6 && w.compare(0, 5, "COMP-") == 0) ||
+        (w.size() == 15 && w.compare(0, 14, "COMPUTATIONAL-") == 0))
         return true;
     for (const UsageRewrite &u : USAGES)
         if (w == u.word)

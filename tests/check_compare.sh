@@ -57,7 +57,7 @@ done <tests/check_rows.txt
 
 for copybook in $(find examples -name '*.cpy' -o -name '*.CPY' -o -name '*.cob' | sort); do
     [ -n "$cobc" ] || break
-    expand -t 8 "$copybook" | cut -c7-72 | tr a-z A-Z >"$tmp/clean.cpy"
+    "$build/tarnmap-prep" -o "$tmp/clean.cpy" "$copybook" 2>/dev/null
     "$build/tarnmap-check" -r --all --csv "$tmp/clean.cpy" >"$tmp/csv" 2>/dev/null
     printf 'D\n/d\n' | "$build/tarnmap" -r -f -o "$tmp/dict.csv" "$tmp/clean.cpy" >/dev/null 2>&1
     # The FIELD rows of a name are its elementary items in order; the check lists its groups too.
