@@ -290,6 +290,17 @@ bool has_period(const Stream &s, const std::vector<std::size_t> &t, std::size_t 
     return false;
 }
 
+// Where a statement not understood ends: at its first period, or at the end
+// of its first line when it has none.
+std::size_t statement_end(const Stream &s, const std::vector<std::size_t> &t)
+{
+    bool any_period = has_period(s, t, 0);
+    std::size_t last = 0;
+    while (last + 1 < t.size() && s[t[last]].text != "." && (s[t[last + 1]].lineno == s[t[0]].lineno || any_period))
+        ++last;
+    return last;
+}
+
 // Expands the COPY statements of IN; CHAIN holds the includes that led here.
 Stream expand(const Stream &in, const Options &options, std::vector<Include> &chain)
 {
@@ -340,11 +351,7 @@ Stream expand(const Stream &in, const Options &options, std::vector<Include> &ch
         if (bad) {
             problem(e.file, e.lineno, "COPY statement not understood (COPY name [OF library] [REPLACING ...] .): kept as a comment");
             // Up to its period, or to the end of its line when it has none.
-            bool any_period = has_period(in, t, 0);
-            std::size_t last = 0;
-            while (last + 1 < t.size() && in[t[last]].text != "." &&
-                   (in[t[last + 1]].lineno == e.lineno || any_period))
-                ++last;
+            std::size_t last = statement_end(in, t);
             comment_out(out, in, t, 0, last, mark);
             i = t[last];
             mark = last_mark(out);
@@ -369,13 +376,11 @@ Stream expand(const Stream &in, const Options &options, std::vector<Include> &ch
         for (const Include &inc : chain)
             loops = loops || inc.path == real;
         if (loops || chain.size() >= 100) {
-            std::string trail = files()[0];
+            std::string trail;
             for (const Include &inc : chain)
-                trail += ":" + std::to_string(inc.line) + " -> " + inc.path;
-            trail += ":" + std::to_string(e.lineno) + " -> " + path;
-            if (!chain.empty())
-                trail = files()[0] + ":" + std::to_string(chain[0].line) + trail.substr(files()[0].size());
-            problem(e.file, e.lineno, "COPY " + name + " includes itself (" + trail + "): not expanded");
+                trail += files()[static_cast<std::size_t>(inc.file)] + ":" + std::to_string(inc.line) + " -> ";
+            trail += files()[static_cast<std::size_t>(e.file)] + ":" + std::to_string(e.lineno) + " -> " + path;
+            problem(e.file, e.lineno, "COPY " + name + " includes itself: " + trail + "; not expanded");
             continue;
         }
         files().push_back(path);
@@ -436,7 +441,7 @@ void apply_replace_statements(Stream &stream)
         else
             pairs = parse_pairs(stream, t, k, bad);
         bad = bad || k >= t.size() || stream[t[k]].text != ".";
-        std::size_t last = std::min(k, t.size() - 1);
+        std::size_t last = bad ? statement_end(stream, t) : std::min(k, t.size() - 1);
         if (bad)
             problem(e.file, e.lineno, "REPLACE statement not understood: kept as a comment, nothing replaced");
         comment_out(out, stream, t, 0, last, mark);

@@ -36,11 +36,11 @@ std::string render_line(const Elem &mark, const Elem *first, const Elem *end, bo
     if (mark.comment_line) {
         out = std::string(6, ' ') + (!free ? "*" : mark.comment.compare(0, 1, ">") == 0 ? "*" : "*>") + mark.comment;
     } else if (!mark.comment.empty()) {
-        out += (out.empty() ? std::string(7, ' ') : std::string(" ")) + "*>" + mark.comment;
+        out += (out.empty() ? std::string(6, ' ') : std::string(" ")) + "*>" + mark.comment;
     }
     out = rtrim(out);
     std::size_t p = out.find_first_not_of(' ');
-    fits = fits && out.size() <= 72 && (p == std::string::npos || p >= (mark.comment_line ? 6u : 7u));
+    fits = fits && out.size() <= 72 && (p == std::string::npos || p >= 7 || (p == 6 && out[6] == '*'));
     return out;
 }
 
