@@ -55,7 +55,7 @@ while IFS= read -r row; do
     fi
 done <tests/check_rows.txt
 
-for copybook in $(find examples -name '*.cpy' -o -name '*.CPY' -o -name '*.cob' | sort); do
+for copybook in $(find examples -path examples/sources -prune -o \( -name '*.cpy' -o -name '*.CPY' -o -name '*.cob' \) -print | sort); do
     [ -n "$cobc" ] || break
     "$build/tarnmap-prep" -o "$tmp/clean.cpy" "$copybook" 2>/dev/null
     "$build/tarnmap-check" -r --all --csv "$tmp/clean.cpy" >"$tmp/csv" 2>/dev/null
