@@ -101,6 +101,8 @@ int problem_count()
 
 int main(int argc, char **argv)
 {
+    files().clear();  // deliberate: the fuzz target runs main again and again
+    problems = 0;
     Options options;
     const char *output = nullptr, *map = nullptr, *source = nullptr;
     std::vector<std::string> cobcpy;
