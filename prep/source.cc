@@ -154,6 +154,11 @@ SourceLine fixed_line(const std::string &line, bool tabbed, int file, int lineno
         out.comment = rtrim(ind == '*' ? area : std::string(1, ind) + area);
         return out;
     }
+    // Words with a blank between them are program text, not a sequence number.
+    std::string sequence = line.substr(0, 6);
+    std::size_t first = sequence.find_first_not_of(' '), last = sequence.find_last_not_of(' ');
+    if (first != std::string::npos && sequence.find(' ', first) < last)
+        problem(file, lineno, "columns 1-6 hold '" + sequence + "', which is no sequence number: left out");
     out.text = std::string(7, ' ') + area;
     if (ind == '-') {
         out.continues = true;
