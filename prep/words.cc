@@ -238,9 +238,9 @@ void rewrite_words(Stream &s, const Options &options)
             continue;
         note(options, e.file, e.lineno, e.text + " taken out");
         e.text.clear();
+        std::size_t before = k;  // the statement's own word
         if (title && k + 1 < t.size() && s[t[k + 1]].literal)
             s[t[++k]].text.clear();
-        std::size_t before = k - (title ? 1 : 0);
         while (before > 0 && s[t[before - 1]].text.empty())
             --before;
         if (k + 1 < t.size() && s[t[k + 1]].text == "." && (before == 0 || s[t[before - 1]].text == "."))
