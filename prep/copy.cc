@@ -408,14 +408,18 @@ void expand_copies(Stream &stream, const Options &options)
     stream = expand(stream, options, chain);
 }
 
-// REPLACE pairs. ... . acts on the text behind it up to the next REPLACE
-// statement; REPLACE OFF. ends it. The statements become comments.
+// REPLACE pairs ... . acts on the text behind it up to the next REPLACE
+// statement; REPLACE ALSO adds its pairs in front of those in force, REPLACE
+// LAST OFF takes them back, REPLACE OFF ends all. The statements become comments.
 void apply_replace_statements(Stream &stream)
 {
     Stream out, segment;
-    std::vector<Replacement> active;
+    std::vector<std::vector<Replacement>> stack;  // the statements in force, the last on top
     std::size_t mark = 0;
     auto flush = [&]() {
+        std::vector<Replacement> active;
+        for (auto level = stack.rbegin(); level != stack.rend(); ++level)
+            active.insert(active.end(), level->begin(), level->end());
         Stream done = apply_pairs(segment, active);
         out.insert(out.end(), done.begin(), done.end());
         segment.clear();
@@ -430,14 +434,14 @@ void apply_replace_statements(Stream &stream)
         mark = last_mark(out);
         std::vector<std::size_t> t = tokens_from(stream, i);
         std::size_t k = 1;
-        bool bad = false;
+        bool bad = false, also = false, last_only = false, off = false;
         if (k < t.size() && is_word(stream[t[k]], "ALSO"))
-            ++k;
+            also = ++k > 0;
         std::vector<Replacement> pairs;
         if (k < t.size() && is_word(stream[t[k]], "LAST"))
-            ++k;
+            last_only = ++k > 0;
         if (k < t.size() && is_word(stream[t[k]], "OFF"))
-            ++k;
+            off = ++k > 0;
         else
             pairs = parse_pairs(stream, t, k, bad);
         bad = bad || k >= t.size() || stream[t[k]].text != ".";
@@ -445,7 +449,16 @@ void apply_replace_statements(Stream &stream)
         if (bad)
             problem(e.file, e.lineno, "REPLACE statement not understood: kept as a comment, nothing replaced");
         comment_out(out, stream, t, 0, last, mark);
-        active = bad ? std::vector<Replacement>() : pairs;
+        if (bad)
+            stack.clear();
+        else if (off && last_only && !stack.empty())
+            stack.pop_back();
+        else if (off)
+            stack.clear();
+        else if (also)
+            stack.push_back(pairs);
+        else
+            stack.assign(1, pairs);
         i = t[last];
     }
     flush();
