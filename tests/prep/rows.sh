@@ -7,7 +7,7 @@
 #   = the exit status         (default: 1 with "!" lines, else 0)
 # Every output is run through tarnmap-prep once more and must come back the same.
 # Usage: rows.sh TARNMAP-PREP, from the top of the source tree.
-prep=$1
+prep=$(cd "$(dirname "$1")" && pwd)/$(basename "$1")  # the cases run in a folder of their own
 tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
 awk -v dir="$tmp" '
