@@ -109,6 +109,22 @@ void plain_literal(Elem &e, const Options &options, const std::string &item)
     note(options, e.file, e.lineno, item + ": " + was + " written as " + e.text);
 }
 
+// The converter's literals hold no quote of either kind: those inside one
+// (a doubled delimiter, the other kind) are left out, with a warning.
+void drop_inner_quotes(Elem &e, const std::string &item)
+{
+    if (e.text.size() < 2 || e.text.back() != e.text[0])
+        return;
+    std::string body = e.text.substr(1, e.text.size() - 2), kept;
+    for (char c : body)
+        if (c != '\'' && c != '"')
+            kept += c;
+    if (kept.size() == body.size())
+        return;
+    problem(e.file, e.lineno, item + ": the literal " + e.text + " holds quotes, which no literal of the converter can hold: written as '" + kept + "'");
+    e.text = "'" + kept + "'";
+}
+
 // Rewrites one data description entry, T its tokens without the period.
 void rewrite_entry(Stream &s, const std::vector<std::size_t> &t, Elem *period, const Options &options)
 {
@@ -128,8 +144,10 @@ void rewrite_entry(Stream &s, const std::vector<std::size_t> &t, Elem *period, c
         const std::string w = e.literal ? std::string() : e.text;
         bool last = j + 1 == t.size();
         auto next_is = [&](const char *word) { return j + 1 < t.size() && s[t[j + 1]].text == word; };
-        if (e.literal && e.text[0] != '\'' && e.text[0] != '"') {
-            plain_literal(e, options, item);
+        if (e.literal) {
+            if (e.text[0] != '\'' && e.text[0] != '"')
+                plain_literal(e, options, item);
+            drop_inner_quotes(e, item);
         } else if (w == "SYNC" || w == "SYNCHRONIZED" || w == "SYNCHRONISED") {
             if (next_is("LEFT") || next_is("RIGHT")) {
                 e.text = "SYNC";

@@ -17,8 +17,8 @@
            05  S-TEXT            PIC X(90) VALUE 'A LITERAL THAT GOES ON
       -    'AND ON OVER TWO LINES AND THEN'
            .
-           05  S-MORE  PIC X(70) VALUE "DOUBLE QUOTES AND 'SINGLE    
-      -    "' INSIDE".
+           05  S-MORE  PIC X(70) VALUE "DOUBLE QUOTES AND BLANKS    
+      -    " INSIDE".
            05  S-LONG-NA
       -        ME                PIC 9(4).
        PROCEDURE DIVISION.
