@@ -39,7 +39,7 @@ bool read_all(const std::string &path, std::string &data)
     return ok;
 }
 
-// Lines without BOM and carriage returns, tabs expanded to the next stop.
+// Lines without BOM, carriage returns and form feeds, tabs expanded to the next stop.
 std::vector<std::string> split_lines(const std::string &data, int tab, std::vector<bool> &tabbed)
 {
     std::vector<std::string> lines(1);
@@ -53,7 +53,7 @@ std::vector<std::string> split_lines(const std::string &data, int tab, std::vect
         } else if (c == '\t') {
             tabbed.back() = true;
             lines.back().append(static_cast<std::size_t>(tab) - lines.back().size() % static_cast<std::size_t>(tab), ' ');
-        } else if (c != '\r') {
+        } else if (c != '\r' && c != '\f') {  // a form feed (a new page) takes no column
             lines.back() += c;
         }
     }

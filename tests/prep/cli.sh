@@ -26,10 +26,10 @@ s=$(run a b); expect "two sources" "$s" 2 "$s"
 s=$(run "$tmp/none.cbl"); expect "a source that cannot be read" "$s $(cat "$tmp/err")" \
     "2 tarnmap-prep: cannot read $tmp/none.cbl: No such file or directory" "$s $(cat "$tmp/err")"
 
-printf '\357\273\277       01  REC.\r\n           05  a  pic x.\r\n' >"$tmp/dos.cbl"
+printf '\357\273\277       01  REC.\r\n\f           05  a  pic x.\r\n' >"$tmp/dos.cbl"
 got=$("$prep" <"$tmp/dos.cbl" | od -c | head -3 | tr -s ' ')
 want=$(printf '       01  REC.\n           05  A  PIC X.\n' | od -c | head -3 | tr -s ' ')
-expect "standard input, BOM and CR" "$got" "$want" "$got"
+expect "standard input, BOM, CR and form feed" "$got" "$want" "$got"
 
 s=$(run -o "$tmp" "$members/inner.cpy"); expect "-o a folder" "$s $(grep -c 'cannot write' "$tmp/err")" "3 1" "$s $(cat "$tmp/err")"
 if [ -w /dev/full ]; then
