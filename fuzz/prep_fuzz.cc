@@ -20,6 +20,7 @@ namespace {
 
 std::string dir;  // work folder: source, member, output, map
 
+// Writes DATA to PATH or aborts: the target cannot go on without its files.
 void write_file(const std::string &path, const std::uint8_t *data, std::size_t size)
 {
     std::FILE *f = std::fopen(path.c_str(), "wb");
@@ -29,6 +30,7 @@ void write_file(const std::string &path, const std::uint8_t *data, std::size_t s
 
 }  // namespace
 
+// One input: options from its first byte, the source and member from the rest.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     if (size == 0)

@@ -28,23 +28,27 @@ struct Include {
     std::string path;  // the real path of the file it brought in
 };
 
+// A token that is WORD, case aside, and no literal.
 bool is_word(const Elem &e, const char *word)
 {
     return !e.line && !e.literal && same_word(e.text, word);
 }
 
+// The path with links and dots resolved, to know a member met before.
 std::string real_path(const std::string &path)
 {
     char buffer[PATH_MAX];
     return realpath(path.c_str(), buffer) != nullptr ? std::string(buffer) : path;
 }
 
+// A regular file: a folder of the same name is no member.
 bool is_file(const std::string &path)
 {
     struct stat st;
     return stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
 }
 
+// S in upper or lower case.
 std::string case_of(std::string s, bool upper)
 {
     for (char &c : s)
@@ -145,6 +149,7 @@ std::vector<Replacement> parse_pairs(const Stream &s, const std::vector<std::siz
     return pairs;
 }
 
+// Words match whatever their case, literals only as written.
 bool word_equal(const Elem &e, const std::string &word)
 {
     if (e.literal)
@@ -170,6 +175,7 @@ void comment_out(Stream &out, const Stream &in, const std::vector<std::size_t> &
     }
 }
 
+// Pseudo-text of one word between colons, which matches inside words.
 bool is_tag(const std::string &w)
 {
     return w.size() > 2 && w.front() == ':' && w.back() == ':';
@@ -402,6 +408,7 @@ Stream expand(const Stream &in, const Options &options, std::vector<Include> &ch
 
 }  // namespace
 
+// Expands every COPY of the main source, members of members included.
 void expand_copies(Stream &stream, const Options &options)
 {
     std::vector<Include> chain;

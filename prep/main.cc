@@ -16,6 +16,7 @@ namespace {
 const char *program = "tarnmap-prep";
 int problems = 0;
 
+// The synopsis, on standard output for --help, on standard error after a wrong option.
 void usage(std::FILE *to)
 {
     std::fprintf(to,
@@ -25,6 +26,7 @@ void usage(std::FILE *to)
                  program, program);
 }
 
+// The synopsis and every option, for --help.
 void help()
 {
     usage(stdout);
@@ -40,6 +42,7 @@ void help()
                 "\nExit status: 0 clean, 1 problems reported, 2 no text written, 3 output not written.\n");
 }
 
+// The "FILE:LINE: " of a message; nothing for a file index below 0.
 std::string where(int file, int line)
 {
     if (file < 0)
@@ -66,6 +69,7 @@ const char *value_of(int argc, char **argv, int &i, const char *name)
     return argv[++i];
 }
 
+// Every line with its line end; false when a write or the flush fails.
 bool write_text(std::FILE *out, const std::vector<std::string> &lines)
 {
     for (const std::string &line : lines)
@@ -76,29 +80,34 @@ bool write_text(std::FILE *out, const std::vector<std::string> &lines)
 
 }  // namespace
 
+// The file table: the source first, then the members in the order they are read.
 std::vector<std::string> &files()
 {
     static std::vector<std::string> list;
     return list;
 }
 
+// A problem: counted for the exit status and reported at once.
 void problem(int file, int line, const std::string &what)
 {
     ++problems;
     std::fprintf(stderr, "%s: %s%s\n", program, where(file, line).c_str(), what.c_str());
 }
 
+// A note of --verbose, which leaves the exit status alone.
 void note(const Options &options, int file, int line, const std::string &what)
 {
     if (options.verbose)
         std::fprintf(stderr, "%s: %snote: %s\n", program, where(file, line).c_str(), what.c_str());
 }
 
+// How many problems the run has reported.
 int problem_count()
 {
     return problems;
 }
 
+// Options, then the run; the exit status says how it went.
 int main(int argc, char **argv)
 {
     files().clear();  // deliberate: the fuzz target runs main again and again

@@ -12,6 +12,7 @@ namespace {
 // Said behind the first line when the text is free format; source.cc reads it back.
 const char FREE_MARK[] = " *> tarnmap-prep: free format";
 
+// S without trailing blanks.
 std::string rtrim(std::string s)
 {
     s.erase(s.find_last_not_of(' ') + 1);
@@ -44,6 +45,7 @@ std::string render_line(const Elem &mark, const Elem *first, const Elem *end, bo
     return out;
 }
 
+// Every line of S in one format; FITS turns false when a line is no fixed-format text.
 std::vector<std::string> render_as(const Stream &s, bool free, bool &fits, std::vector<const Elem *> &origins)
 {
     std::vector<std::string> lines;
@@ -63,6 +65,7 @@ std::vector<std::string> render_as(const Stream &s, bool free, bool &fits, std::
 
 }  // namespace
 
+// Fixed-format text when every line fits, free format otherwise.
 std::vector<std::string> render(const Stream &stream, std::vector<const Elem *> &origins)
 {
     bool fits = true;
@@ -75,6 +78,7 @@ std::vector<std::string> render(const Stream &stream, std::vector<const Elem *> 
     return lines;
 }
 
+// The map: output line, line, file, a line each.
 bool write_map(const char *path, const std::vector<const Elem *> &origins)
 {
     std::FILE *out = std::fopen(path, "w");

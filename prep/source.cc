@@ -24,6 +24,7 @@ struct SourceLine {
     bool continues = false;    // fixed format, '-' in column 7
 };
 
+// The whole file (standard input for "-"); false when it cannot be read.
 bool read_all(const std::string &path, std::string &data)
 {
     std::FILE *in = path == "-" ? stdin : std::fopen(path.c_str(), "rb");
@@ -62,11 +63,13 @@ std::vector<std::string> split_lines(const std::string &data, int tab, std::vect
     return lines;
 }
 
+// The characters column 7 may hold in fixed format.
 bool is_indicator(char c)
 {
-    return std::strchr(" *-/DdD$", c) != nullptr;
+    return c != '\0' && std::strchr(" *-/Dd$", c) != nullptr;
 }
 
+// The index of the first non-blank from FROM on, or the size.
 std::size_t first_nonblank(const std::string &s, std::size_t from = 0)
 {
     std::size_t p = s.find_first_not_of(' ', from);
@@ -130,6 +133,7 @@ char open_quote(const std::string &text)
     return quote;
 }
 
+// S without trailing blanks.
 std::string rtrim(std::string s)
 {
     s.erase(s.find_last_not_of(' ') + 1);
@@ -235,6 +239,7 @@ void join_continuations(std::vector<SourceLine> &lines, int file)
 
 }  // namespace
 
+// Words, literals, periods and pseudo-text delimiters, each with its column; "*>" starts the comment.
 void tokenize(const std::string &text, int first_col, Stream &out)
 {
     int file = 0, lineno = 0;
@@ -311,6 +316,7 @@ void tokenize(const std::string &text, int first_col, Stream &out)
     }
 }
 
+// A line mark for every line of the file, then its tokens.
 bool read_source(int file, const Options &options, Stream &out, int where_file, int where_line)
 {
     const std::string path = files()[static_cast<std::size_t>(file)];

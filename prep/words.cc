@@ -41,6 +41,7 @@ const char *const CLAUSE_WORDS[] = {
     "SYNCHRONISED", "JUST", "JUSTIFIED", "BLANK", "SIGN", "BINARY", "PACKED-DECIMAL", "DISPLAY",
     "INDEX", "POINTER", "GLOBAL", "EXTERNAL", "IS", "LEADING", "TRAILING"};
 
+// Digits only: a level number or a size.
 bool is_number(const std::string &s)
 {
     if (s.empty())
@@ -51,6 +52,7 @@ bool is_number(const std::string &s)
     return true;
 }
 
+// Whether W begins a clause rather than naming an entry.
 bool is_clause_word(const std::string &w)
 {
     for (const char *c : CLAUSE_WORDS)
@@ -65,6 +67,7 @@ bool is_clause_word(const std::string &w)
     return false;
 }
 
+// S in upper case.
 std::string upper(std::string s)
 {
     for (char &c : s)
@@ -72,6 +75,7 @@ std::string upper(std::string s)
     return s;
 }
 
+// A hexadecimal digit's value, or -1.
 int hex_value(char c)
 {
     if (c >= '0' && c <= '9')
@@ -220,6 +224,7 @@ void rewrite_fd(Stream &s, const std::vector<std::size_t> &t, const Options &opt
 
 }  // namespace
 
+// Equal words, case aside.
 bool same_word(const std::string &a, const char *b)
 {
     std::size_t n = std::strlen(b);
@@ -231,6 +236,7 @@ bool same_word(const std::string &a, const char *b)
     return true;
 }
 
+// Case first, then listing-control statements, then statement by statement.
 void rewrite_words(Stream &s, const Options &options)
 {
     std::vector<std::size_t> t;
