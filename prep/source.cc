@@ -115,22 +115,27 @@ int format_directive(const std::string &text)
     return upper.find("FIXED") != std::string::npos ? 1 : 0;
 }
 
-// Where a literal is left open at the end of TEXT: its quote, or 0.
-char open_quote(const std::string &text)
+// The state at the end of TEXT, scanned from FROM in STATE: 0 outside
+// literals, the quote of a literal left open, '*' in a comment.
+char scan_quotes(const std::string &text, std::size_t from, char state)
 {
-    char quote = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
+    for (std::size_t i = from; i < text.size() && state != '*'; ++i) {
         char c = text[i];
-        if (quote != 0) {
-            if (c == quote)
-                quote = 0;  // a doubled quote closes and reopens
+        if (state != 0) {
+            if (c == state)
+                state = 0;  // a doubled quote closes and reopens
         } else if (c == '"' || c == '\'') {
-            quote = c;
+            state = c;
         } else if (c == '*' && i + 1 < text.size() && text[i + 1] == '>') {
-            break;
+            state = '*';
         }
     }
-    return quote;
+    return state;
+}
+
+bool is_quote(char c)
+{
+    return c == '"' || c == '\'';
 }
 
 // S without trailing blanks.
@@ -190,24 +195,29 @@ SourceLine free_line(const std::string &line)
 
 // Joins '-' lines to the line they continue: a literal left open resumes
 // behind the continuation line's quote, anything else behind its first
-// non-blank. The continuation line keeps no text.
+// non-blank. The continuation line keeps no text. The state of the line in
+// work is kept as text is added, so a long chain of continuations is read once.
 void join_continuations(std::vector<SourceLine> &lines, int file)
 {
-    int last = -1;  // the code line a continuation would continue
+    int last = -1;    // the code line a continuation would continue
+    char state = 0;   // scan_quotes at its end
+    auto close_open = [&]() {
+        if (last < 0 || !is_quote(state))
+            return;
+        problem(file, last + 1, "a literal is not terminated: closed at the end of the line");
+        std::string &text = lines[static_cast<std::size_t>(last)].text;
+        text.erase(text.find_last_not_of(' ') + 1);
+        text += state;
+    };
     for (std::size_t i = 0; i < lines.size(); ++i) {
         SourceLine &line = lines[i];
         int lineno = static_cast<int>(i) + 1;
-        if (line.comment_line || first_nonblank(line.text) == line.text.size()) {
-            if (!line.continues)
-                continue;
-        }
+        if (!line.continues && (line.comment_line || first_nonblank(line.text) == line.text.size()))
+            continue;
         if (!line.continues) {
-            if (last >= 0 && open_quote(lines[static_cast<std::size_t>(last)].text) != 0) {
-                problem(file, last + 1, "a literal is not terminated: closed at the end of the line");
-                SourceLine &prev = lines[static_cast<std::size_t>(last)];
-                prev.text = rtrim(prev.text) + open_quote(prev.text);
-            }
+            close_open();
             last = static_cast<int>(i);
+            state = scan_quotes(line.text, 0, 0);
             continue;
         }
         std::string rest = line.text.substr(std::min(line.text.size(), first_nonblank(line.text, 7)));
@@ -216,25 +226,22 @@ void join_continuations(std::vector<SourceLine> &lines, int file)
             problem(file, lineno, "a continuation line continues no line");
             continue;
         }
-        SourceLine &prev = lines[static_cast<std::size_t>(last)];
-        char quote = open_quote(prev.text);
-        if (quote != 0) {
-            if (rest.empty() || (rest[0] != '"' && rest[0] != '\'')) {
+        std::string &text = lines[static_cast<std::size_t>(last)].text;
+        if (is_quote(state)) {
+            if (rest.empty() || !is_quote(rest[0])) {
                 problem(file, lineno, "a continued literal does not resume with a quote");
             } else {
-                prev.text.resize(std::max<std::size_t>(prev.text.size(), 72), ' ');
+                text.resize(std::max<std::size_t>(text.size(), 72), ' ');
                 rest.erase(0, 1);
             }
-            prev.text += rest;
         } else {
-            prev.text = rtrim(prev.text) + rest;
+            text.erase(text.find_last_not_of(' ') + 1);
         }
+        std::size_t from = text.size();
+        text += rest;
+        state = scan_quotes(text, from, state);
     }
-    if (last >= 0 && open_quote(lines[static_cast<std::size_t>(last)].text) != 0) {
-        problem(file, last + 1, "a literal is not terminated: closed at the end of the line");
-        SourceLine &prev = lines[static_cast<std::size_t>(last)];
-        prev.text = rtrim(prev.text) + open_quote(prev.text);
-    }
+    close_open();
 }
 
 }  // namespace

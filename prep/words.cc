@@ -253,21 +253,19 @@ void rewrite_words(Stream &s, const Options &options)
         t.push_back(i);
     }
     // Listing-control statements, and a period of theirs that would stand alone.
+    bool sentence_start = true;  // the last token kept is a period, or there is none
     for (std::size_t k = 0; k < t.size(); ++k) {
         Elem &e = s[t[k]];
-        if (e.literal)
+        bool title = !e.literal && e.text == "TITLE";
+        if (e.literal || (!title && e.text != "EJECT" && e.text != "SKIP1" && e.text != "SKIP2" && e.text != "SKIP3")) {
+            sentence_start = e.text == ".";
             continue;
-        bool title = e.text == "TITLE";
-        if (!title && e.text != "EJECT" && e.text != "SKIP1" && e.text != "SKIP2" && e.text != "SKIP3")
-            continue;
+        }
         note(options, e.file, e.lineno, e.text + " taken out");
         e.text.clear();
-        std::size_t before = k;  // the statement's own word
         if (title && k + 1 < t.size() && s[t[k + 1]].literal)
             s[t[++k]].text.clear();
-        while (before > 0 && s[t[before - 1]].text.empty())
-            --before;
-        if (k + 1 < t.size() && s[t[k + 1]].text == "." && (before == 0 || s[t[before - 1]].text == "."))
+        if (k + 1 < t.size() && s[t[k + 1]].text == "." && sentence_start)
             s[t[++k]].text.clear();
     }
     // Statements, split at periods.
