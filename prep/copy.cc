@@ -14,6 +14,10 @@
 
 namespace {
 
+// Members read in one run at most: members that COPY others twice over grow
+// the text exponentially, which no real source does.
+constexpr std::size_t MAX_MEMBERS = 100000;
+
 // One REPLACING or REPLACE operand pair.
 struct Replacement {
     int side = 0;                    // 0 whole text, 1 LEADING, 2 TRAILING
@@ -387,6 +391,11 @@ Stream expand(const Stream &in, const Options &options, std::vector<Include> &ch
                 trail += files()[static_cast<std::size_t>(inc.file)] + ":" + std::to_string(inc.line) + " -> ";
             trail += files()[static_cast<std::size_t>(e.file)] + ":" + std::to_string(e.lineno) + " -> " + path;
             problem(e.file, e.lineno, "COPY " + name + " includes itself: " + trail + "; not expanded");
+            continue;
+        }
+        if (files().size() > MAX_MEMBERS) {
+            problem(e.file, e.lineno, "COPY " + name + ": more than " + std::to_string(MAX_MEMBERS) +
+                    " members read in one run: not expanded");
             continue;
         }
         files().push_back(path);
