@@ -11,6 +11,7 @@
 # under examples/; 01 records and FILLERs, which it cannot name, are left
 # out. For the copybooks, the dictionary side must also be tarnmap -r -f's
 # FIELD rows, and a reason must stand exactly where the two layouts differ.
+# Both programs read each copybook through tarnmap-prep; GnuCOBOL reads it raw.
 # Usage: check_compare.sh BUILD_DIR, from the top of the source tree.
 build=$1
 tmp=$(mktemp -d)
