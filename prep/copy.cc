@@ -317,6 +317,7 @@ Stream expand(const Stream &in, const Options &options, std::vector<Include> &ch
     Stream out;
     std::size_t mark = 0;        // out's last line mark
     bool need_mark = false;      // tokens left on a line a member was spliced into
+    Elem resume;                 // that line's mark, for the tokens behind the member
     for (std::size_t i = 0; i < in.size(); ++i) {
         const Elem &e = in[i];
         if (e.line) {
@@ -326,10 +327,7 @@ Stream expand(const Stream &in, const Options &options, std::vector<Include> &ch
             continue;
         }
         if (need_mark) {
-            Elem copy = out[mark];
-            copy.comment.clear();
-            copy.comment_line = false;
-            out.push_back(copy);
+            out.push_back(resume);
             mark = out.size() - 1;
             need_mark = false;
         }
@@ -372,6 +370,9 @@ Stream expand(const Stream &in, const Options &options, std::vector<Include> &ch
         mark = last_mark(out);
         i = t[stmt_end];
         need_mark = true;
+        resume = out[mark];
+        resume.comment.clear();
+        resume.comment_line = false;
 
         const std::string &including = files()[static_cast<std::size_t>(e.file)];
         std::string looked;

@@ -36,11 +36,12 @@ if [ -w /dev/full ]; then
     s=$("$prep" "$members/inner.cpy" 2>/dev/null >/dev/full; echo $?); expect "a full disk" "$s" 3 "$s"
 fi
 
-# COBCPY after -I; the map names the file and line of every output line.
-printf '       01  TOP.\n       COPY LIBMEM OF LIB.\n           05  LAST  PIC X.\n' >"$tmp/top.cbl"
+# COBCPY after -I; the map names the file and line of every output line, the
+# text behind a COPY on its line too.
+printf '       01  TOP.\n       COPY LIBMEM OF LIB. 05  NEXT  PIC X.\n           05  LAST  PIC X.\n' >"$tmp/top.cbl"
 s=$(COBCPY=/nonexistent:$members "$prep" --map "$tmp/map" -o "$tmp/out" "$tmp/top.cbl" 2>"$tmp/err"; echo $?)
 expect "COBCPY and --map" "$s $(cat "$tmp/map" | tr '\t\n' ' ,')" \
-    "0 1 1 $tmp/top.cbl,2 2 $tmp/top.cbl,3 1 $members/LIB/LIBMEM.cpy,4 3 $tmp/top.cbl," "$s $(cat "$tmp/map" "$tmp/err")"
+    "0 1 1 $tmp/top.cbl,2 2 $tmp/top.cbl,3 1 $members/LIB/LIBMEM.cpy,4 2 $tmp/top.cbl,5 3 $tmp/top.cbl," "$s $(cat "$tmp/map" "$tmp/err")"
 s=$(run --map "$tmp" "$tmp/top.cbl"); expect "--map to a folder" "$s" 3 "$s"
 
 # --verbose: the format and each rewrite as notes; notes alone leave status 0.
