@@ -129,6 +129,60 @@ void drop_inner_quotes(Elem &e, const std::string &item)
     e.text = "'" + kept + "'";
 }
 
+// Character positions of a PICTURE made of LETTERS only, with repeat counts
+// ("N(4)N" is 5); 0 when it holds anything else.
+long positions(const std::string &picture, const char *letters)
+{
+    long count = 0;
+    for (std::size_t i = 0; i < picture.size(); ++i) {
+        if (picture[i] == 'S' && i == 0)
+            continue;
+        if (std::strchr(letters, picture[i]) == nullptr || picture[i] == '\0')
+            return 0;
+        long repeat = 1;
+        if (i + 1 < picture.size() && picture[i + 1] == '(') {
+            std::size_t close = picture.find(')', i);
+            std::string digits = close == std::string::npos ? "" : picture.substr(i + 2, close - i - 2);
+            if (!is_number(digits) || digits.size() > 6)
+                return 0;
+            repeat = std::stol(digits);
+            i = close;
+        }
+        count += repeat;
+    }
+    return count;
+}
+
+// National and DBCS items take 2 bytes a character, which the dictionary has
+// no type for: their PICTURE becomes X of the same size, with a warning.
+void national_to_bytes(Stream &s, const std::vector<std::size_t> &t, const std::string &item)
+{
+    std::size_t pic = 0, usage = 0;
+    for (std::size_t j = 1; j < t.size(); ++j) {
+        const std::string &w = s[t[j]].text;
+        if ((w == "PIC" || w == "PICTURE") && j + 1 < t.size())
+            pic = s[t[j + 1]].text == "IS" && j + 2 < t.size() ? j + 2 : j + 1;
+        if (w == "NATIONAL")
+            usage = j;
+    }
+    if (pic == 0)
+        return;
+    Elem &e = s[t[pic]];
+    long chars = positions(e.text, usage != 0 ? "NGXA9" : "NG");
+    if (chars == 0 || (usage == 0 && e.text.find_first_of("NG") == std::string::npos))
+        return;
+    std::string was = e.text;
+    e.text = "X(" + std::to_string(2 * chars) + ")";
+    if (usage != 0) {
+        s[t[usage]].text.clear();
+        for (std::size_t k = usage; k-- > 1 && (s[t[k]].text == "USAGE" || s[t[k]].text == "IS");)
+            s[t[k]].text.clear();
+    }
+    problem(e.file, e.lineno, item + " holds " + std::to_string(chars) + " characters of 2 bytes (PIC " + was +
+            (usage != 0 ? " NATIONAL" : "") + "), which the dictionary has no type for: written as PIC " + e.text +
+            ", so that the items behind it keep their offsets");
+}
+
 // Rewrites one data description entry, T its tokens without the period.
 void rewrite_entry(Stream &s, const std::vector<std::size_t> &t, Elem *period, const Options &options)
 {
@@ -202,6 +256,7 @@ void rewrite_entry(Stream &s, const std::vector<std::size_t> &t, Elem *period, c
             }
         }
     }
+    national_to_bytes(s, t, item);
     if (detach && period != nullptr)
         period->detached = true;
 }
