@@ -183,6 +183,39 @@ void national_to_bytes(Stream &s, const std::vector<std::size_t> &t, const std::
             ", so that the items behind it keep their offsets");
 }
 
+// The converter counts a repeat count only behind 9, A, X and P: Z(5)9 would
+// be 2 positions. Written out (ZZZZZ9) it means the same to a compiler and
+// counts right, as long as it stays within the 64 characters the converter reads.
+void write_out_repeats(Stream &s, const std::vector<std::size_t> &t, const Options &options, const std::string &item)
+{
+    for (std::size_t j = 1; j + 1 < t.size(); ++j) {
+        if (s[t[j]].text != "PIC" && s[t[j]].text != "PICTURE")
+            continue;
+        Elem &e = s[t[j + 1]].text == "IS" && j + 2 < t.size() ? s[t[j + 2]] : s[t[j + 1]];
+        std::string out;
+        for (std::size_t i = 0; i < e.text.size(); ++i) {
+            std::size_t close = e.text.find(')', i);
+            char c = e.text[i];
+            if (i + 1 < e.text.size() && e.text[i + 1] == '(' && std::strchr("9AXP", c) == nullptr &&
+                close != std::string::npos && is_number(e.text.substr(i + 2, close - i - 2)) && close - i - 2 <= 3) {
+                out.append(std::stoul(e.text.substr(i + 2, close - i - 2)), c);
+                i = close;
+            } else {
+                out += c;
+            }
+        }
+        if (out == e.text)
+            return;
+        if (out.size() > 64) {
+            problem(e.file, e.lineno, item + ": PIC " + e.text + " written out would pass the 64 characters the converter reads: kept, and counted short");
+            return;
+        }
+        note(options, e.file, e.lineno, item + ": PIC " + e.text + " written out as " + out);
+        e.text = out;
+        return;
+    }
+}
+
 // Rewrites one data description entry, T its tokens without the period.
 void rewrite_entry(Stream &s, const std::vector<std::size_t> &t, Elem *period, const Options &options)
 {
@@ -257,6 +290,7 @@ void rewrite_entry(Stream &s, const std::vector<std::size_t> &t, Elem *period, c
         }
     }
     national_to_bytes(s, t, item);
+    write_out_repeats(s, t, options, item);
     if (detach && period != nullptr)
         period->detached = true;
 }
