@@ -14,6 +14,7 @@
 # and the FIELD rows of tarnmap-check --dictionary must give GnuCOBOL's layout,
 # each row tarnmap's where tarnmap places the item alike. Rows run with
 # --compiler gnucobol but for the IBM ones, which are known answers.
+# Both programs read each copybook through tarnmap-prep; GnuCOBOL reads it raw.
 # Usage: check_compare.sh BUILD_DIR, from the top of the source tree.
 build=$1
 tmp=$(mktemp -d)
@@ -61,9 +62,10 @@ done <tests/check_rows.txt
 
 # Where the check finds no departure (IBM's rules), the whole dictionary of
 # --dictionary is tarnmap's, byte for byte, every row kind (no cobc needed).
+copybooks=$(find examples tests/check -path examples/sources -prune -o \( -name '*.cpy' -o -name '*.CPY' -o -name '*.cob' \) -print | sort)
 whole=0
-for copybook in $(find examples tests/check -name '*.cpy' -o -name '*.CPY' -o -name '*.cob' | sort); do
-    expand -t 8 "$copybook" | cut -c7-72 | tr a-z A-Z >"$tmp/clean.cpy"
+for copybook in $copybooks; do
+    "$build/tarnmap-prep" -o "$tmp/clean.cpy" "$copybook" 2>/dev/null
     "$build/tarnmap-check" -r "$tmp/clean.cpy" >/dev/null 2>&1 || continue
     printf 'D\n/d\n' | "$build/tarnmap" -r -f -s -o "$tmp/t.csv" "$tmp/clean.cpy" >/dev/null 2>&1
     printf 'D\n/d\n' | "$build/tarnmap-check" --dictionary -r -f -s -o "$tmp/c.csv" "$tmp/clean.cpy" >/dev/null 2>&1
@@ -71,9 +73,9 @@ for copybook in $(find examples tests/check -name '*.cpy' -o -name '*.CPY' -o -n
         { failed=$((failed + 1)); echo "check_compare: $copybook: --dictionary is not tarnmap's"; diff "$tmp/t.csv" "$tmp/c.csv" | head -4; }
 done
 
-for copybook in $(find examples tests/check -name '*.cpy' -o -name '*.CPY' -o -name '*.cob' | sort); do
+for copybook in $copybooks; do
     [ -n "$cobc" ] || break
-    expand -t 8 "$copybook" | cut -c7-72 | tr a-z A-Z >"$tmp/clean.cpy"
+    "$build/tarnmap-prep" -o "$tmp/clean.cpy" "$copybook" 2>/dev/null
     "$build/tarnmap-check" --compiler gnucobol -r --all --csv "$tmp/clean.cpy" >"$tmp/csv" 2>/dev/null
     printf 'D\n/d\n' | "$build/tarnmap" -r -f -o "$tmp/dict.csv" "$tmp/clean.cpy" >/dev/null 2>&1
     # The FIELD rows of a name are its elementary items in order; the check lists its groups too.

@@ -19,7 +19,7 @@ command -v sqlite3 >/dev/null || { echo "oracle: no sqlite3 shell: skipped"; exi
 case $cache in /*) ;; *) cache=$PWD/$cache ;; esac
 case $load in /*) ;; *) load=$PWD/$load ;; esac
 all=0
-[ $# -gt 0 ] || { all=1; set -- $here/ORACLE.cpy $(find examples -name '*.cpy' -o -name '*.CPY' -o -name '*.cob' | sort); }
+[ $# -gt 0 ] || { all=1; set -- $here/ORACLE.cpy $(find examples -path examples/sources -prune -o \( -name '*.cpy' -o -name '*.CPY' -o -name '*.cob' \) -print | sort); }
 tmp=$(mktemp -d)
 [ -n "$ORACLE_KEEP" ] && echo "oracle: work files in $tmp" || trap 'rm -rf "$tmp"' EXIT
 mkdir -p "$cache"
@@ -29,7 +29,7 @@ failed=0 books=0 refused=0 values=0 unknown=0 twice=0 empty=0
 
 # The one cleaning step before tarnmap reads a real source.
 clean() {
-    expand -t 8 "$1" | cut -c7-72 | tr a-z A-Z
+    "$build/tarnmap-prep" "$1" 2>/dev/null
 }
 
 # cobc -E of the copybook alone in WORKING-STORAGE: its entries with their lines.

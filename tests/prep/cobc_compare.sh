@@ -1,0 +1,23 @@
+#!/bin/sh
+# COPY, REPLACING, REPLACE and continuation lines against GnuCOBOL: for every
+# program under tests/prep/cobc/, the words tarnmap-prep writes (comments
+# aside) are the words of cobc -E's text, layout and case aside.
+# Usage: cobc_compare.sh TARNMAP-PREP, from the top of the source tree.
+prep=$1
+command -v cobc >/dev/null 2>&1 || { echo "cobc_compare: no cobc, nothing compared"; exit 0; }
+tmp=$(mktemp -d)
+trap 'rm -rf "$tmp"' EXIT
+failed=0 programs=0
+words() { tr a-z A-Z | tr -s ' \n' '\n\n' | grep -v '^$'; }
+for program in tests/prep/cobc/*.cbl; do
+    programs=$((programs + 1))
+    cobc -E -std=ibm -I tests/prep/cobc/members "$program" >"$tmp/cobc" 2>"$tmp/err" ||
+        { failed=$((failed + 1)); echo "cobc_compare: $program: cobc -E fails"; cat "$tmp/err"; continue; }
+    grep -v '^#' "$tmp/cobc" | words >"$tmp/theirs"
+    "$prep" -I tests/prep/cobc/members "$program" 2>"$tmp/err" | sed 's/\*>.*//; /^      \*/d' | words >"$tmp/ours"
+    [ -s "$tmp/err" ] && { failed=$((failed + 1)); echo "cobc_compare: $program: tarnmap-prep complains"; cat "$tmp/err"; }
+    diff "$tmp/theirs" "$tmp/ours" >"$tmp/diff" ||
+        { failed=$((failed + 1)); echo "cobc_compare: $program: words differ (< cobc -E, > tarnmap-prep)"; head -20 "$tmp/diff"; }
+done
+echo "cobc_compare: $programs programs, $failed differ"
+[ "$failed" = 0 ] && [ "$programs" -gt 0 ]

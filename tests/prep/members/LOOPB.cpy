@@ -1,0 +1,2 @@
+           05  LOOP-B  PIC X.
+           COPY LOOPA.

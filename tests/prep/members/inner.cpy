@@ -1,0 +1,2 @@
+      * lower-case name, found as written
+           05  XX-NOTE  pic x(10).
