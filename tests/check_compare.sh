@@ -102,9 +102,11 @@ for copybook in $copybooks; do
     printf 'D\n/d\n' | "$build/tarnmap-check" --dictionary --compiler gnucobol -r -f -s -o "$tmp/cdict.csv" \
         "$tmp/clean.cpy" >/dev/null 2>&1
     printf 'D\n/d\n' | "$build/tarnmap" -r -f -s -o "$tmp/sdict.csv" "$tmp/clean.cpy" >/dev/null 2>&1
-    awk -F, -v sdict="$tmp/sdict.csv" -v records="$tmp/records" '
+    awk -F, -v sdict="$tmp/sdict.csv" -v records="$tmp/records" -v checked="$tmp/csv" '
         BEGIN {
             while ((getline r <records) > 0) record[r]++
+            # the items the check lays out; tarnmap gives a row to some that take no storage (an 88 under a 01 PICTURE)
+            while ((getline line <checked) > 0) { split(line, f, ","); item[f[3]] = 1 }
             while ((getline line <sdict) > 0) if (line ~ /^"(FIELD|DB|TABLE)"/) { split(line, f, ","); theirs[f[1], f[2], f[3]] = line }
         }
         FILENAME == "-" { if (record[$1]-- <= 0) cobc[$1, ++nc[$1]] = $2 "+" $3; next }
@@ -114,6 +116,7 @@ for copybook in $copybooks; do
             row = $0; gsub(/"/, ""); name = $3
             if (name ~ /^FILLER_/ || (name ~ /(_I[0-9]+)+$/ && name !~ /(_I1)+$/)) next
             sub(/(_I1)+$/, "", name)
+            if (!(name in item)) next
             if (cobc[name, ++k[name]] != $5 "+" $6) print "  " $3 ": dictionary " $5 "+" $6 ", GnuCOBOL " cobc[name, k[name]]
             s = theirs["\"FIELD\"", "\"" $2 "\"", "\"" $3 "\""]; split(s, t, ",")
             if (t[5] != $5 || t[6] != $6) next
