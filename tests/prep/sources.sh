@@ -70,5 +70,11 @@ for program in $cd/cbl/*.cbl $cd/cbl/*.CBL $cd/app-authorization-ims-db2-mq/cbl/
             { failed=$((failed + 1)); echo "sources: $program: ARRY-FILE is not 110 bytes long"; } ;;
     esac
 done
+# tarnmap's messages point into the raw source: blank lines and lines taken
+# out (a sequence area alone, EJECT) stay lines of their own.
+printf '000100 01  REC.\n\n000300\n           EJECT\n                  \n       05  A PIC X.\n       05  D PIC X $$$ .\n' >"$tmp/lines.cbl"
+"$prep" -o "$tmp/lines.cpy" "$tmp/lines.cbl" 2>/dev/null
+line=$(printf 'D\n/d\n' | "$build/tarnmap" -t -o "$tmp/dict.csv" "$tmp/lines.cpy" | sed -n 's/.* on line \([0-9]*\),.*/\1/p')
+[ "$line" = 7 ] || { failed=$((failed + 1)); echo "sources: a syntax error on line 7 is reported on line '$line'"; }
 echo "sources: $sources sources, $failed wrong"
 [ "$failed" = 0 ]
