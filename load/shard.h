@@ -8,8 +8,8 @@
 #include "load/frames.h"
 
 struct Shard {
-  uint64_t k = 1;  // 1-based
-  uint64_t n = 1;
+    uint64_t k = 1; // 1-based
+    uint64_t n = 1;
 };
 
 // Reads "K/N" (1 <= K <= N); false with the reason in error.
@@ -19,5 +19,5 @@ bool parse_shard(const char *text, Shard &shard, std::string &error);
 // range. Fixed records are dealt out by count, so shards differ by one record
 // at most; descriptor-framed ones by bytes, found by walking the descriptors.
 // The N ranges of a file follow one another from 0 to its size.
-void shard_bytes(const Shard &shard, uint64_t file_size, const Framing &framing,
-                 uint64_t &start_byte, uint64_t &end_byte);
+void shard_bytes(const Shard &shard, uint64_t file_size, const Framing &framing, uint64_t &start_byte,
+                 uint64_t &end_byte);

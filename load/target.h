@@ -27,6 +27,7 @@ struct ColumnSpec {
   ValueKind kind = ValueKind::text;
   int digits = 0;            // most digits a value can have (integer, decimal)
   int scale = 0;             // digits behind the point; negative: zeros appended
+  int bytes = 0;             // bytes of the field in a record (a text has at most as many characters)
   int line = 0;              // dictionary line of the COLUMN row, for messages
 };
 
