@@ -27,7 +27,7 @@ struct RecordRange {
 
 // One record; data points into the reader's buffer until the next call.
 struct Record {
-  const unsigned char *data = nullptr;  // the record's bytes, behind its descriptor
+  const unsigned char *data = nullptr;  // the record's bytes; a descriptor stands in the 4 bytes before
   uint32_t size = 0;                    // bytes of data
   uint64_t number = 0;                  // 1-based, counted from the start of the file
   uint64_t offset = 0;                  // byte offset of the record (its descriptor) in the file

@@ -1,0 +1,256 @@
+// Records of a data file: fixed length, or behind 4-byte descriptors (a
+// 2-byte length, big- or little-endian, that counts the descriptor or the
+// data alone, then two zero bytes). The whole-file check walks the chain; the
+// reader reads big blocks and hands out records in place.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "load/frames.h"
+
+namespace {
+
+constexpr size_t block = size_t{4} << 20;       // bytes read at a time
+constexpr uint32_t largest_record = 16u << 20;  // a fixed record length beyond this is refused
+
+// Data length behind the descriptor d, or -1 when d is not one under f.
+long descriptor_length(const Framing &f, const unsigned char *d)
+{
+    if (d[2] != 0 || d[3] != 0)
+        return -1;
+    long n = f.little ? d[0] | d[1] << 8 : d[0] << 8 | d[1];
+    if (!f.data_length)
+        n -= 4;
+    return n;
+}
+
+// Reads the file through a window of whole blocks, for the chain walk.
+struct Window {
+    int fd;
+    uint64_t size;
+    unsigned char *buf;
+    uint64_t start = 0, len = 0;
+    // The 4 bytes at pos, or null when they pass the end or cannot be read.
+    const unsigned char *at(uint64_t pos)
+    {
+        if (pos + 4 > size)
+            return nullptr;
+        if (pos < start || pos + 4 > start + len) {
+            start = pos;
+            ssize_t n = pread(fd, buf, block, static_cast<off_t>(pos));
+            len = n > 0 ? static_cast<uint64_t>(n) : 0;
+            if (len < 4)
+                return nullptr;
+        }
+        return buf + (pos - start);
+    }
+};
+
+// Walks the chain; "" when it ends exactly at the end of the file.
+std::string walk(Window &w, const Framing &f, uint64_t &records)
+{
+    uint64_t pos = 0;
+    records = 0;
+    while (pos < w.size) {
+        const unsigned char *d = w.at(pos);
+        std::string where = "record " + std::to_string(records + 1) + " at byte " + std::to_string(pos);
+        if (!d)
+            return where + ": the file ends inside its descriptor (" + std::to_string(w.size - pos) + " bytes left)";
+        long n = descriptor_length(f, d);
+        if (n < 0) {
+            char hex[16];
+            std::snprintf(hex, sizeof hex, "%02X %02X %02X %02X", d[0], d[1], d[2], d[3]);
+            return where + ": " + hex + " is not a descriptor";
+        }
+        if (pos + 4 + static_cast<uint64_t>(n) > w.size)
+            return where + ": its " + std::to_string(n) + " bytes pass the end of the file by " +
+                   std::to_string(pos + 4 + static_cast<uint64_t>(n) - w.size);
+        pos += 4 + static_cast<uint64_t>(n);
+        records++;
+    }
+    return "";
+}
+
+}  // namespace
+
+std::string framing_name(const Framing &f)
+{
+    if (!f.descriptors)
+        return "fixed records of " + std::to_string(f.record_length) + " bytes";
+    return std::string(f.little ? "--rdw=little" : "--rdw") + (f.data_length ? " --rdw-length data" : "");
+}
+
+FrameCheck check_framing(int fd, const Framing &f)
+{
+    FrameCheck c;
+    struct stat st;
+    if (fstat(fd, &st) != 0) {
+        c.error = std::strerror(errno);
+        return c;
+    }
+    c.file_size = static_cast<uint64_t>(st.st_size);
+    if (!f.descriptors && (f.record_length == 0 || f.record_length > largest_record)) {
+        c.error = "record length " + std::to_string(f.record_length) + " out of range";
+        return c;
+    }
+    Window w{fd, c.file_size, static_cast<unsigned char *>(std::malloc(block))};
+    if (!w.buf) {
+        c.error = "out of memory";
+        return c;
+    }
+    if (!f.descriptors) {
+        c.records = c.file_size / f.record_length;
+        uint64_t rest = c.file_size % f.record_length;
+        c.ok = rest == 0;
+        if (!c.ok)
+            c.error = std::to_string(c.file_size) + " bytes are not a multiple of the record length " +
+                      std::to_string(f.record_length) + ": " + std::to_string(c.records) +
+                      " records, then a partial record of " + std::to_string(rest) + " bytes at byte " +
+                      std::to_string(c.file_size - rest);
+    } else {
+        c.error = walk(w, f, c.records);
+        c.ok = c.error.empty();
+    }
+    if (!c.ok && c.file_size > 0) {  // which other convention, if any, fits the file exactly
+        for (int k = 0; k < 4; k++) {
+            Framing other = f;
+            other.descriptors = true;
+            other.little = k & 1;
+            other.data_length = k & 2;
+            uint64_t n;
+            if ((f.descriptors && other.little == f.little && other.data_length == f.data_length) ||
+                !walk(w, other, n).empty())
+                continue;
+            c.error += "; the file fits " + framing_name(other) + " exactly (" + std::to_string(n) + " records)";
+            break;
+        }
+    }
+    std::free(w.buf);
+    return c;
+}
+
+RecordReader::~RecordReader()
+{
+    std::free(buf_);
+    if (fd_ >= 0)
+        close(fd_);
+}
+
+// Makes at least need bytes stand at buf_[pos_]; false at the end of the file.
+bool RecordReader::fill(size_t need)
+{
+    if (end_ - pos_ >= need)
+        return true;
+    std::memmove(buf_, buf_ + pos_, end_ - pos_);
+    end_ -= pos_;
+    pos_ = 0;
+    while (end_ < need && !eof_) {
+        ssize_t n = read(fd_, buf_ + end_, cap_ - end_);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n < 0) {
+            error = std::strerror(errno);
+            return false;
+        }
+        eof_ = n == 0;
+        end_ += static_cast<size_t>(n);
+    }
+    return end_ >= need;
+}
+
+// Passes over n bytes, by seeking when they lie beyond the buffer.
+bool RecordReader::skip_bytes(uint64_t n)
+{
+    file_pos_ += n;
+    if (n <= end_ - pos_) {
+        pos_ += n;
+        return true;
+    }
+    pos_ = end_ = 0;
+    eof_ = false;
+    if (lseek(fd_, static_cast<off_t>(file_pos_), SEEK_SET) < 0) {
+        error = std::strerror(errno);
+        return false;
+    }
+    return true;
+}
+
+bool RecordReader::open(int fd, const Framing &f, const RecordRange &range)
+{
+    fd_ = fd;
+    framing_ = f;
+    range_ = range;
+    if (!f.descriptors && (f.record_length == 0 || f.record_length > largest_record)) {
+        error = "record length " + std::to_string(f.record_length) + " out of range";
+        return false;
+    }
+    cap_ = block + (f.descriptors ? 65536 + 4 : f.record_length);
+    buf_ = static_cast<unsigned char *>(std::malloc(cap_));
+    if (!buf_) {
+        error = "out of memory";
+        return false;
+    }
+    if (lseek(fd_, 0, SEEK_SET) < 0) {
+        error = std::strerror(errno);
+        return false;
+    }
+    if (!f.descriptors) {  // the first whole record at or behind start_byte
+        uint64_t first = (range.start_byte + f.record_length - 1) / f.record_length + range.skip;
+        range_.skip = 0;
+        if (first > (uint64_t{1} << 62) / f.record_length)  // far past any file: nothing to read
+            range_.count = 0;
+        if (range_.count == 0)
+            return true;
+        number_ = first;
+        return skip_bytes(first * f.record_length);
+    }
+    return true;
+}
+
+bool RecordReader::next(Record &rec)
+{
+    for (;;) {
+        if (delivered_ >= range_.count || file_pos_ >= range_.end_byte)
+            return false;
+        size_t head = framing_.descriptors ? 4 : 0;
+        if (!fill(head ? 4 : 1))
+            return false;
+        size_t n = framing_.record_length;
+        if (head) {
+            long len = descriptor_length(framing_, buf_ + pos_);
+            if (len < 0) {
+                error = "record " + std::to_string(number_ + 1) + " at byte " + std::to_string(file_pos_) +
+                        ": not a descriptor (the file changed?)";
+                return false;
+            }
+            n = static_cast<size_t>(len);
+        }
+        number_++;
+        bool wanted = file_pos_ >= range_.start_byte && number_ > 0;
+        if (wanted && range_.skip > 0) {
+            range_.skip--;
+            wanted = false;
+        }
+        if (!wanted) {
+            if (!skip_bytes(head + n))
+                return false;
+            continue;
+        }
+        if (!fill(head + n)) {
+            if (error.empty())
+                error = "the file ends inside record " + std::to_string(number_) + " (the file changed?)";
+            return false;
+        }
+        rec.data = buf_ + pos_ + head;
+        rec.size = static_cast<uint32_t>(n);
+        rec.number = number_;
+        rec.offset = file_pos_;
+        pos_ += head + n;
+        file_pos_ += head + n;
+        delivered_++;
+        return true;
+    }
+}

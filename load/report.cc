@@ -1,0 +1,47 @@
+// The account of a load: bad values per table and column with the first
+// record numbers, and the summary of records read and rows written, on
+// standard error after the load.
+#include "load/load.h"
+
+void count_bad(TableAccount &t, size_t column, uint64_t record, Bad why)
+{
+    ColumnAccount &c = t.columns[column];
+    if (c.bad < sizeof c.first_records / sizeof c.first_records[0])
+        c.first_records[c.bad] = record;
+    if (c.bad == 0)
+        c.first_reason = why;
+    c.bad++;
+}
+
+void print_report(std::FILE *out, const std::vector<TableAccount> &accounts, const std::vector<Table> &tables)
+{
+    for (size_t i = 0; i < accounts.size(); i++) {
+        const TableAccount &t = accounts[i];
+        if (!t.loaded)
+            continue;
+        for (size_t k = 0; k < t.columns.size(); k++) {
+            const ColumnAccount &c = t.columns[k];
+            if (c.bad == 0)
+                continue;
+            const ColumnSpec &spec = tables[i].spec.columns[k];
+            std::fprintf(out, "  %s.%s (dictionary line %d): %llu bad value%s, loaded as NULL (first: %s), record%s",
+                         t.name.c_str(), spec.name.c_str(), spec.line, static_cast<unsigned long long>(c.bad),
+                         c.bad == 1 ? "" : "s", bad_name(c.first_reason), c.bad == 1 ? "" : "s");
+            size_t shown = c.bad < 5 ? static_cast<size_t>(c.bad) : 5;
+            for (size_t r = 0; r < shown; r++)
+                std::fprintf(out, "%s %llu", r ? "," : "", static_cast<unsigned long long>(c.first_records[r]));
+            std::fprintf(out, "%s\n", c.bad > shown ? ", ..." : "");
+        }
+    }
+    for (const TableAccount &t : accounts) {
+        if (!t.loaded)
+            continue;
+        std::fprintf(out, "%s: %llu records read, %llu rows written", t.name.c_str(),
+                     static_cast<unsigned long long>(t.records), static_cast<unsigned long long>(t.rows));
+        if (t.bad_records)
+            std::fprintf(out, ", %llu with bad values", static_cast<unsigned long long>(t.bad_records));
+        if (t.unselected)
+            std::fprintf(out, ", %llu taken by no --when", static_cast<unsigned long long>(t.unselected));
+        std::fprintf(out, "\n");
+    }
+}
