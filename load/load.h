@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "load/frames.h"
+#include "load/shard.h"
 #include "load/target.h"
 
 // Storage types of the dictionary's FIELD rows.
@@ -140,6 +141,10 @@ struct Options {
     RecordRange range;                   // --skip, --count
     Decoder decoder;
     bool little = false, hex_float = false, keep_blanks = false;
+    std::string postgres;                // --postgres CONNINFO ("": PG* variables alone)
+    bool to_postgres = false, append = false;
+    Shard shard;                         // --shard K/N
+    bool sharded = false;
 };
 
 // Loads the tables of the dictionary as the options say; the exit status.

@@ -62,6 +62,8 @@ class Target {
 };
 
 // Opens a target; null with the reason in error when it cannot be opened.
-// CSV: one TABLE.csv per table in dir, or standard output for dir "-".
-std::unique_ptr<Target> open_csv_target(const std::string &dir, bool replace, std::string &error);
+// CSV: one TABLE.csv per table in dir, or standard output for dir "-"; a
+// suffix goes in front of ".csv" (a shard's files: TABLE.3-of-7.csv).
+std::unique_ptr<Target> open_csv_target(const std::string &dir, bool replace, std::string &error,
+                                        const std::string &suffix = "");
 std::unique_ptr<Target> open_sqlite_target(const std::string &file, bool replace, std::string &error);

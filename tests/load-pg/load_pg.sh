@@ -6,6 +6,8 @@
 tarnmap=$1 load=$2 state=$3
 [ -f "$state" ] || { echo "load_pg: no PostgreSQL cluster ($state)"; exit 1; }
 conn=$(cat "$state")
+PGOPTIONS="-c client_min_messages=warning"
+export PGOPTIONS
 tmp=$(mktemp -d)
 holder=""
 trap '[ -n "$holder" ] && kill $holder 2>/dev/null; rm -rf "$tmp"' EXIT
@@ -59,16 +61,17 @@ cat >"$tmp/rec.cpy" <<'EOF'
            05  SR-AMOUNT    PIC S9(7)V99.
 EOF
 printf 'SHARDS\n%s\n' "$tmp" | "$tarnmap" -t -o "$tmp/dict.csv" "$tmp/rec.cpy" >/dev/null
-# records N FIRST: the records FIRST.. FIRST+N-1 without framing
+# records N [BAD]: N records without framing; record BAD has a letter in its number
 records() {
-    awk -v n="$1" -v first="$2" 'BEGIN {
-        for (i = first; i < first + n; i++) {
+    awk -v n="$1" -v bad="${2:-0}" 'BEGIN {
+        for (i = 1; i <= n; i++) {
             name = i % 5 ? "NAME " i : "A\\B\t" i
-            printf "%07d%-12s%08d%d", i, name, i * 37 % 100000000, i % 10
+            id = i == bad ? "00007x0" : sprintf("%07d", i)
+            printf "%s%-12s%08d%d", id, name, i * 37 % 100000000, i % 10
         }
     }'
 }
-records 1000 1 >"$tmp/fixed.dat"
+records 1000 >"$tmp/fixed.dat"
 # The same kind of records behind descriptors, every fourth one without its amount.
 awk -v n=600 'BEGIN {
     for (i = 1; i <= n; i++) {
@@ -85,7 +88,7 @@ run 0 --postgres "$conn" --replace $T --data "$tmp/fixed.dat" "$tmp/dict.csv"
 [ "$(q 'SELECT count(*) FROM "SHARD_REC"')" = 1000 ] || fail "fixed file: not 1000 rows"
 run 0 --csv "$tmp" $T --data "$tmp/fixed.dat" "$tmp/dict.csv"
 q 'COPY "SHARD_REC" TO STDOUT (FORMAT csv, HEADER)' >"$tmp/back.csv"
-cmp -s "$tmp/SHARD_REC.csv" "$tmp/back.csv" || { fail "read back differs from the CSV target:"; diff "$tmp/SHARD_REC.csv" "$tmp/back.csv" | head -5; }
+tr -d '\r' <"$tmp/SHARD_REC.csv" | cmp -s - "$tmp/back.csv" || { fail "read back differs from the CSV target:"; tr -d '\r' <"$tmp/SHARD_REC.csv" | diff - "$tmp/back.csv" | head -5; }
 whole=$(sums SHARD_REC)
 [ "$(q "SELECT string_agg(format_type(atttypid, atttypmod), ',' ORDER BY attnum) FROM pg_attribute WHERE attrelid = '\"SHARD_REC\"'::regclass AND attnum > 0")" = "integer,character varying(12),numeric(9,2)" ] ||
     fail "column types: $(q "SELECT string_agg(format_type(atttypid, atttypmod), ',' ORDER BY attnum) FROM pg_attribute WHERE attrelid = '\"SHARD_REC\"'::regclass AND attnum > 0")"
@@ -117,7 +120,7 @@ for k in 1 2 3; do run 0 --csv "$tmp" --shard $k/3 $T --data "$tmp/fixed.dat" "$
 { head -1 "$tmp/SHARD_REC.csv"; for k in 1 2 3; do tail -n +2 "$tmp/SHARD_REC.$k-of-3.csv"; done; } >"$tmp/joined.csv"
 cmp -s "$tmp/joined.csv" "$tmp/SHARD_REC.csv" || fail "the 3 CSV shards do not make the file"
 # A shard's report and rejects stand alone: record numbers count from the file's start.
-records 1000 1 | sed 's/^0000700/00007x0/' >"$tmp/bad.dat"
+records 1000 700 >"$tmp/bad.dat"
 run 0 --csv "$tmp" --shard 1/2 $T --data "$tmp/bad.dat" "$tmp/dict.csv"
 run 1 --csv "$tmp" --shard 2/2 --rejects "$tmp/rej" $T --data "$tmp/bad.dat" "$tmp/dict.csv"
 says 700
@@ -134,7 +137,7 @@ hold_lock
 shard=$!
 if await_stall; then
     kill -9 $shard
-    wait $shard
+    wait $shard 2>/dev/null
     q "SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE pid <> pg_backend_pid() AND query LIKE '%pg_sleep%'" >/dev/null
     wait $holder; holder=""
     [ "$(sums SHARD_REC)" = "$before" ] || fail "a killed shard left rows: $(sums SHARD_REC)"
@@ -173,6 +176,7 @@ run 2 --postgres "$conn user=pwuser" $T --data "$tmp/fixed.dat" "$tmp/dict.csv"
 says password
 printf '*:*:*:pwuser:secret\n' >"$tmp/pgpass"
 chmod 600 "$tmp/pgpass"
+q 'DROP TABLE "SHARD_REC"'
 PGPASSFILE=$tmp/pgpass run 0 --postgres "$conn user=pwuser" --table SHARD_REC --data "$tmp/three.dat" --rdw "$tmp/dict.csv"
 run 2 --postgres "$conn" $T --data "$tmp/fixed.dat" "$tmp/dict.csv"
 says "exists"
@@ -200,8 +204,11 @@ cat >"$tmp/hostile.csv" <<'EOF'
 EOF
 printf 'abcd' >"$tmp/h.dat"
 run 0 --postgres "$conn" --replace --data "$tmp/h.dat" --table 'x"; DROP TABLE victim; --' "$tmp/hostile.csv"
-[ "$(q 'SELECT "a''); DROP TABLE victim; --" || "\"b" FROM "x""; DROP TABLE victim; --"')" = abcd ] || fail "hostile names"
 [ "$(q 'SELECT count(*) FROM victim')" = 0 ] || fail "victim gone"
+cat >"$tmp/hostile.sql" <<'EOF'
+SELECT "a'); DROP TABLE victim; --" || "\""b" FROM "x""; DROP TABLE victim; --"
+EOF
+[ "$(psql "$conn" -XAtq -f "$tmp/hostile.sql")" = abcd ] || fail "hostile names"
 
 [ $failed = 0 ] || { echo "load_pg: $failed failed"; exit 1; }
 echo "load_pg: all passed"
