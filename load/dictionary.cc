@@ -174,7 +174,7 @@ bool read_dictionary(const char *text, size_t n, Dictionary &dict, std::string &
         Row row;
         long budget = 100000;
         if (!match(line, 0, pattern, 0, row, budget))
-            return fail("a " + std::string(row.cols[0].empty() ? line.substr(1, line.find('"', 1) - 1) : row.cols[0]) +
+            return fail("a " + std::string(line.substr(1, line.find('"', 1) - 1)) +
                         " row needs " + std::to_string(std::strlen(pattern)) + " columns (" + pattern +
                         ": T text in quotes, N number)");
         std::string_view kind = row.cols[0];
@@ -183,8 +183,8 @@ bool read_dictionary(const char *text, size_t n, Dictionary &dict, std::string &
             f.name = row.cols[1];
             f.variable = row.cols[3] == "VARIABLE";
             int length = number(row.cols[4]);
-            if (length <= 0)
-                return fail("record length " + std::to_string(length) + " is not positive");
+            if (length <= 0 || length > (16 << 20))
+                return fail("record length " + std::to_string(length) + " out of range (1 to 16 MiB)");
             f.record_length = static_cast<uint32_t>(length);
             f.line = line_no;
             dict.files.push_back(f);

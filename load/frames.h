@@ -44,6 +44,9 @@ struct FrameCheck {
 // Command-line spelling of a framing, for messages: "--rdw=little --rdw-length data".
 std::string framing_name(const Framing &f);
 
+// The most bytes of data one record can have under a framing.
+inline uint32_t longest_record(const Framing &f) { return f.descriptors ? 65535 : f.record_length; }
+
 // Checks the framing against the whole file open as fd (read from the start).
 FrameCheck check_framing(int fd, const Framing &f);
 

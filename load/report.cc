@@ -36,8 +36,9 @@ void print_report(std::FILE *out, const std::vector<TableAccount> &accounts, con
     for (const TableAccount &t : accounts) {
         if (!t.loaded)
             continue;
-        std::fprintf(out, "%s: %llu records read, %llu rows written", t.name.c_str(),
-                     static_cast<unsigned long long>(t.records), static_cast<unsigned long long>(t.rows));
+        std::fprintf(out, "%s: %llu record%s read, %llu row%s written", t.name.c_str(),
+                     static_cast<unsigned long long>(t.records), t.records == 1 ? "" : "s",
+                     static_cast<unsigned long long>(t.rows), t.rows == 1 ? "" : "s");
         if (t.bad_records)
             std::fprintf(out, ", %llu with bad values", static_cast<unsigned long long>(t.bad_records));
         if (t.unselected)

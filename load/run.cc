@@ -21,12 +21,13 @@ struct RowBuffer {
     std::vector<char> text;
     std::vector<size_t> at;     // where each column's text starts
     std::vector<Value> values;
-    explicit RowBuffer(const Table &t)
+    // longest: the most bytes a record can have; a column behind it is always NULL.
+    RowBuffer(const Table &t, uint64_t longest)
     {
         size_t total = 0;
         for (const Column &c : t.columns) {
             at.push_back(total);
-            total += value_capacity(c);
+            total += uint64_t{c.offset} + c.size > longest ? 0 : value_capacity(c);
         }
         text.resize(total + 1);
         values.resize(t.columns.size());
@@ -155,7 +156,7 @@ struct Runner {
             return;
         TableAccount a;
         a.columns.resize(t.columns.size());
-        RowBuffer row(t);
+        RowBuffer row(t, longest_record(f));
         Record rec;
         uint64_t sampled = 0;
         bool any;
@@ -216,7 +217,7 @@ struct Runner {
             raise(target->table_exists ? 2 : 3);  // refused for what the target holds: nothing loaded
             return;
         }
-        RowBuffer row(t);
+        RowBuffer row(t, longest_record(f));
         Record rec;
         bool tty = isatty(2);
         time_t shown = time(nullptr);
