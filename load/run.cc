@@ -214,7 +214,7 @@ struct Runner {
         if (!target->begin_table(t.spec)) {
             std::fprintf(stderr, "%s: table %s: %s\n", program, t.spec.name.c_str(), target->error.c_str());
             target->abort();
-            raise(target->table_exists ? 2 : 3);  // refused for what the target holds: nothing loaded
+            raise(3);
             return;
         }
         RowBuffer row(t, longest_record(f));

@@ -165,7 +165,9 @@ if await_stall; then
 fi
 q 'DROP TRIGGER IF EXISTS stall ON "SHARD_REC"'
 
-# --- Faults, each with its status and reason ---------------------------------
+# --- Faults, each with its status and reason: 2 for a server that refuses
+# the connection or the login and a wrong option, 3 for a table the target
+# refuses (as SQLite's and the CSV target's) ----------------------------------
 run 2 --postgres "host=$tmp/nowhere" $T --data "$tmp/fixed.dat" "$tmp/dict.csv"
 says "$tmp/nowhere"
 run 2 --postgres "$conn user=no_such_role" $T --data "$tmp/fixed.dat" "$tmp/dict.csv"
@@ -178,13 +180,13 @@ printf '*:*:*:pwuser:secret\n' >"$tmp/pgpass"
 chmod 600 "$tmp/pgpass"
 q 'DROP TABLE "SHARD_REC"'
 PGPASSFILE=$tmp/pgpass run 0 --postgres "$conn user=pwuser" --table SHARD_REC --data "$tmp/three.dat" --rdw "$tmp/dict.csv"
-run 2 --postgres "$conn" $T --data "$tmp/fixed.dat" "$tmp/dict.csv"
+run 3 --postgres "$conn" $T --data "$tmp/fixed.dat" "$tmp/dict.csv"
 says "exists"
 q 'DROP TABLE "SHARD_REC"; CREATE TABLE "SHARD_REC" ("SR_ID" integer, "SR_NAME" text, "SR_AMOUNT" numeric(9,2))'
-run 2 --postgres "$conn" --append $T --data "$tmp/fixed.dat" "$tmp/dict.csv"
+run 3 --postgres "$conn" --append $T --data "$tmp/fixed.dat" "$tmp/dict.csv"
 says "SR_NAME text"
 q 'DROP TABLE "SHARD_REC"'
-run 2 --postgres "$conn" --append $T --data "$tmp/fixed.dat" "$tmp/dict.csv"
+run 3 --postgres "$conn" --append $T --data "$tmp/fixed.dat" "$tmp/dict.csv"
 says "does not exist"
 for bad in 0/3 4/3 1/0 x; do
     run 2 --postgres "$conn" --shard $bad $T --data "$tmp/fixed.dat" "$tmp/dict.csv"

@@ -4,7 +4,9 @@
 # dictionary, tarnmap-load loads the files, and every value must be what the
 # program wrote, on every item tarnmap-check finds where the compiler puts it.
 # Four variants: ASCII, EBCDIC, little-endian binaries, the wide binary sizes
-# (-h); SQLite read back must hold the CSV's values digit for digit.
+# (-h); SQLite read back must hold the CSV's values digit for digit, and so
+# must PostgreSQL when the tests run a server (TARNMAP_PG_STATE names the
+# file with its connection string; without it that pass is left out).
 # Usage: oracle.sh BUILD_DIR LOADER CACHE_DIR [COPYBOOK...], from the top of
 # the source tree; the compiled programs and their data stay in CACHE_DIR.
 # Exit status 77 (skipped) without cobc or without a loader.
@@ -23,6 +25,13 @@ mkdir -p "$cache"
 # The EBCDIC (code page 037) bytes of printable ASCII, from iconv.
 e95=$(awk 'BEGIN { for (c = 32; c < 127; c++) printf "%c", c }' | iconv -f ASCII -t IBM037 | od -An -tx1 | tr -d ' \n' | tr a-f A-F)
 failed=0 books=0 refused=0 values=0 unknown=0 twice=0
+pg=""
+if [ -n "$TARNMAP_PG_STATE" ] && [ -f "$TARNMAP_PG_STATE" ] && command -v psql >/dev/null; then
+    pg=$(cat "$TARNMAP_PG_STATE")
+    PGOPTIONS="-c client_min_messages=warning" && export PGOPTIONS
+else
+    echo "oracle: no PostgreSQL server: the PostgreSQL pass is left out"
+fi
 
 # The one cleaning step before tarnmap reads a real source.
 clean() {
@@ -161,6 +170,20 @@ EOF
                 cmp -s "$tmp/csv.txt" "$tmp/sqlite.txt" ||
                     { echo "  $name $enc sqlite $t: differs from the CSV:"; diff "$tmp/csv.txt" "$tmp/sqlite.txt" | head -4; } >>"$tmp/wrong"
             done
+            # The same records in PostgreSQL, read back by COPY as CSV.
+            [ -n "$pg" ] || continue
+            (cd "$dir/$enc" && "$load" --postgres "$pg" --replace --encoding "$enc" --byte-order $order "$tmp/dict-$name.csv") >"$tmp/load.txt" 2>&1
+            st=$?
+            [ $st -le 1 ] || { echo "  $name $enc postgres: tarnmap-load exit status $st:"; head -3 "$tmp/load.txt"; } >>"$tmp/wrong"
+            for f in "$out"/*.csv; do
+                [ -f "$f" ] || continue
+                t=$(basename "$f" .csv)
+                psql "$pg" -XAtq -c "COPY \"$t\" TO STDOUT (FORMAT csv, HEADER)" >"$tmp/pg.csv" 2>&1
+                fields "$f" >"$tmp/csv.txt"
+                fields "$tmp/pg.csv" >"$tmp/pg.txt"
+                cmp -s "$tmp/csv.txt" "$tmp/pg.txt" ||
+                    { echo "  $name $enc postgres $t: differs from the CSV:"; diff "$tmp/csv.txt" "$tmp/pg.txt" | head -4; } >>"$tmp/wrong"
+            done
         done
     done
     read -r v u <<EOF
@@ -169,5 +192,5 @@ EOF
     values=$((values + v)) unknown=$((unknown + u))
     [ -s "$tmp/wrong" ] && { failed=$((failed + 1)); echo "oracle: $copybook"; head -12 "$tmp/wrong"; }
 done
-echo "oracle: $books copybooks ($refused not compiled by GnuCOBOL, $twice refused by tarnmap-load), $values values equal, $unknown not compared, $failed wrong"
+echo "oracle: $books copybooks${pg:+ (CSV, SQLite and PostgreSQL)} ($refused not compiled by GnuCOBOL, $twice refused by tarnmap-load), $values values equal, $unknown not compared, $failed wrong"
 [ "$failed" = 0 ] && [ "$values" -gt 0 ]
