@@ -212,7 +212,8 @@ struct Runner {
             return;
         }
         if (!target->begin_table(t.spec)) {
-            std::fprintf(stderr, "%s: table %s: %s\n", program, t.spec.name.c_str(), target->error.c_str());
+            std::fprintf(stderr, "%s: %s:%d: table %s: %s\n", program, dict_path, t.spec.line, t.spec.name.c_str(),
+                         target->error.c_str());
             target->abort();
             raise(3);
             return;

@@ -9,7 +9,7 @@ tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
 cmake --install "$build" --prefix "$tmp/usr" >/dev/null
 export PATH="$build:$PATH"
-for program in tarnmap tarnmap-check; do
+for program in tarnmap tarnmap-check tarnmap-load; do
     page=$build/$program.1
     warnings=$(groff -man -ww -Tascii "$page" 2>&1 >/dev/null)
     [ -z "$warnings" ] || { echo "man: $program.1: groff warns: $warnings"; exit 1; }

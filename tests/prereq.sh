@@ -8,6 +8,8 @@ command -v g++ >/dev/null 2>&1 || missing="$missing g++"
 command -v make >/dev/null 2>&1 || missing="$missing make"
 command -v flex >/dev/null 2>&1 || missing="$missing flex"
 command -v bison >/dev/null 2>&1 || missing="$missing bison"
+[ -f /usr/include/sqlite3.h ] || missing="$missing libsqlite3-dev"  # tarnmap-load
+command -v sqlite3 >/dev/null 2>&1 || missing="$missing sqlite3"  # the example queries what it loaded
 if [ "${need_gtest:-0}" = 1 ] && [ ! -f /usr/include/gtest/gtest.h ]; then
     missing="$missing libgtest-dev"
 fi

@@ -130,6 +130,8 @@ expect 0 "" -- "$load" --sqlite g.db hostile.csv
 same 'T""; DROP TABLE VICTIM; --|VICTIM' "$(sqlite3 g.db 'select name from sqlite_master order by name' | tr '\n' '|' | sed 's/|$//')" \
     "hostile table name"
 same "x|y" "$(sqlite3 g.db 'select * from "T""""; DROP TABLE VICTIM; --"')" "hostile column names"
+sed 's|T""; DROP TABLE VICTIM; --|../evil|' hostile.csv >slash.csv
+expect 3 "slash.csv:5: table ../evil: table name \"../evil\" cannot name a file" -- "$load" --csv . slash.csv
 printf '"DB","D","","DISAM",""\n"TABLE","D","T\000x","TABLE","F","F",""\n' >nul.csv
 expect 2 "nul.csv:2: a NUL byte in the row" -- "$load" nul.csv
 
