@@ -31,12 +31,21 @@ struct Result {
     ExecStatusType status() const { return PQresultStatus(r); }
 };
 
-// libpq's messages end in a line end; ours do not.
+// libpq's messages end in a line end and may hold more lines ("ERROR: ...",
+// "DETAIL: ...", "\tIs the server running ..."); ours are one line.
 std::string trimmed(const char *message)
 {
-    std::string s = message ? message : "";
-    while (!s.empty() && (s.back() == '\n' || s.back() == ' '))
-        s.pop_back();
+    std::string s;
+    for (const char *p = message ? message : ""; *p; p++) {
+        if (*p != '\n') {
+            s += *p;
+            continue;
+        }
+        while (p[1] == '\t' || p[1] == ' ')
+            p++;
+        if (p[1])
+            s += "; ";
+    }
     return s;
 }
 
@@ -104,7 +113,7 @@ bool PostgresTarget::fail(const std::string &what)
 // A failure reported by the server or by libpq: its message behind ours.
 bool PostgresTarget::fail_server(const std::string &what)
 {
-    return fail(what + ": " + trimmed(PQerrorMessage(conn_)));
+    return fail(what + trimmed(PQerrorMessage(conn_)));
 }
 
 bool PostgresTarget::exec(const std::string &sql)
@@ -112,7 +121,7 @@ bool PostgresTarget::exec(const std::string &sql)
     Result res(PQexec(conn_, sql.c_str()));
     if (res.status() == PGRES_COMMAND_OK || res.status() == PGRES_TUPLES_OK)
         return true;
-    return fail_server(table_ ? "table " + table_->name : "PostgreSQL");
+    return fail_server("");
 }
 
 // A name as a quoted identifier; a name libpq cannot quote (not valid in the
@@ -138,20 +147,20 @@ bool PostgresTarget::check_columns(const TableSpec &table, const std::string &oi
                             " ORDER BY attnum",
                             1, nullptr, params, nullptr, nullptr, 0));
     if (res.status() != PGRES_TUPLES_OK)
-        return fail_server("table " + table.name);
+        return fail_server("");
     size_t n = static_cast<size_t>(PQntuples(res.r));
     for (size_t i = 0; i < n || i < table.columns.size(); i++) {
         if (i >= n)
-            return fail("table " + table.name + " has no column " + table.columns[i].name + " (line " +
+            return fail("it has no column " + table.columns[i].name + " (line " +
                         std::to_string(table.columns[i].line) + ")");
         std::string name = PQgetvalue(res.r, static_cast<int>(i), 0);
         std::string type = PQgetvalue(res.r, static_cast<int>(i), 1);
         if (i >= table.columns.size())
-            return fail("table " + table.name + " has a column " + name +
+            return fail("it has a column " + name +
                         " that the dictionary does not give");
         const ColumnSpec &c = table.columns[i];
         if (name != c.name || type != pg_column_type(c))
-            return fail("table " + table.name + " has column " + name + " " + type + " where line " +
+            return fail("it has column " + name + " " + type + " where line " +
                         std::to_string(c.line) + " gives " + c.name + " " + pg_column_type(c));
     }
     return true;
@@ -164,13 +173,13 @@ bool PostgresTarget::begin_table(const TableSpec &table)
     buf_.clear();
     std::string name = quote(table.name);
     if (name.empty())
-        return fail_server("table " + table.name + " (line " + std::to_string(table.line) + ")");
+        return fail_server("the name cannot be quoted: ");
     std::string columns;
     std::string definitions;
     for (const ColumnSpec &c : table.columns) {
         std::string q = quote(c.name);
         if (q.empty())
-            return fail_server("column " + c.name + " (line " + std::to_string(c.line) + ")");
+            return fail_server("column " + c.name + " (line " + std::to_string(c.line) + "): ");
         columns += (columns.empty() ? "" : ", ") + q;
         definitions += (definitions.empty() ? "" : ", ") + q + " " + pg_column_type(c);
     }
@@ -183,11 +192,11 @@ bool PostgresTarget::begin_table(const TableSpec &table)
     const char *params[] = {name.c_str()};
     Result found(PQexecParams(conn_, "SELECT to_regclass($1)::oid", 1, nullptr, params, nullptr, nullptr, 0));
     if (found.status() != PGRES_TUPLES_OK)
-        return fail_server("table " + table.name);
+        return fail_server("");
     bool exists = !PQgetisnull(found.r, 0, 0);
     if (exists && existing_ == PgExisting::refuse) {
         table_exists = true;
-        return fail("table " + table.name + " exists (--replace or --append)");
+        return fail("it exists (--replace replaces it, --append appends to it)");
     }
     if (exists && existing_ == PgExisting::append) {
         if (!check_columns(table, PQgetvalue(found.r, 0, 0))) {
@@ -196,7 +205,7 @@ bool PostgresTarget::begin_table(const TableSpec &table)
         }
     } else if (!exists && existing_ == PgExisting::append) {
         table_exists = true; // refused for what the database holds, as an existing table is
-        return fail("table " + table.name + " does not exist to append to (create it with --count 0)");
+        return fail("it does not exist, so --append cannot append to it (make it with --count 0)");
     } else {
         if (exists && !exec("DROP TABLE " + name))
             return false;
@@ -205,7 +214,7 @@ bool PostgresTarget::begin_table(const TableSpec &table)
     }
     Result copy(PQexec(conn_, ("COPY " + name + " (" + columns + ") FROM STDIN").c_str()));
     if (copy.status() != PGRES_COPY_IN)
-        return fail_server("table " + table.name);
+        return fail_server("");
     in_copy_ = true;
     return true;
 }
@@ -216,7 +225,7 @@ bool PostgresTarget::send(bool all)
     if (buf_.empty() || (!all && buf_.size() < kCopyBuffer))
         return true;
     if (PQputCopyData(conn_, buf_.data(), static_cast<int>(buf_.size())) != 1)
-        return fail_server("table " + table_->name);
+        return fail_server("");
     buf_.clear();
     return true;
 }
@@ -250,13 +259,13 @@ bool PostgresTarget::commit()
         return false;
     in_copy_ = false;
     if (PQputCopyEnd(conn_, nullptr) != 1)
-        return fail_server("table " + table_->name);
+        return fail_server("");
     bool ok = true;
     while (PGresult *r = PQgetResult(conn_)) {
         Result res(r);
         if (ok && res.status() != PGRES_COMMAND_OK) {
             ok = false;
-            error = "table " + table_->name + ": " + trimmed(PQresultErrorMessage(r));
+            error = trimmed(PQresultErrorMessage(r));
         }
     }
     if (!ok)

@@ -188,10 +188,10 @@ TEST_F(PgTarget, ExistingTables)
     {
         auto target = open(PgExisting::append);
         EXPECT_FALSE(target->begin_table(other));
-        EXPECT_EQ(target->error, "table ex has column n integer where line 7 gives n bigint");
+        EXPECT_EQ(target->error, "it has column n integer where line 7 gives n bigint");
         target->abort();
         EXPECT_FALSE(target->begin_table(more));
-        EXPECT_EQ(target->error, "table ex has no column m (line 7)");
+        EXPECT_EQ(target->error, "it has no column m (line 7)");
         target->abort();
     }
     {
