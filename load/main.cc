@@ -159,6 +159,9 @@ int parse_options(int argc, char **argv, Options &o)
         return bad("--append goes with --postgres");
     if (o.append && o.replace)
         return bad("--append and --replace: give one");
+    if (o.replace && o.shard.n > 1 && o.csv.empty())  // a shard's CSV file is its own
+        return bad("--replace with --shard would drop the rows of the other shards: make the tables with "
+                   "--replace --count 0 first, then load the shards with --append");
     if (!o.data.empty() && o.tables.size() != 1)
         return bad("--data goes with exactly one --table");
     if (o.csv == "-" && o.tables.size() != 1)

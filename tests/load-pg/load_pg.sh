@@ -188,6 +188,8 @@ says "SR_NAME text"
 q 'DROP TABLE "SHARD_REC"'
 run 3 --postgres "$conn" --append $T --data "$tmp/fixed.dat" "$tmp/dict.csv"
 says "does not exist"
+run 2 --postgres "$conn" --replace --shard 1/2 $T --data "$tmp/fixed.dat" "$tmp/dict.csv"
+says "--append"
 for bad in 0/3 4/3 1/0 x; do
     run 2 --postgres "$conn" --shard $bad $T --data "$tmp/fixed.dat" "$tmp/dict.csv"
     says "--shard"
