@@ -271,7 +271,14 @@ bool PostgresTarget::commit()
     if (!ok)
         return false;
     in_transaction_ = false;
-    return exec("COMMIT");
+    if (exec("COMMIT"))
+        return true;
+    // The one failure after which the rows may stand: say so, since a shard
+    // loaded again on top of them would load them twice.
+    if (PQstatus(conn_) != CONNECTION_OK)
+        error += "; the connection was lost during COMMIT, so whether the rows were committed is unknown: "
+                 "count them before loading again";
+    return false;
 }
 
 // Ends a COPY that is under way with an error, so that the server throws
