@@ -164,6 +164,26 @@ if await_stall; then
     [ "$(q 'SELECT "SR_NAME" FROM "SHARD_REC"')" = kept ] || fail "server killed: the table is not as it was"
 fi
 q 'DROP TRIGGER IF EXISTS stall ON "SHARD_REC"'
+# The connection lost during COMMIT (a deferred trigger waits there): the
+# rows may or may not stand, and the message says so.
+q 'TRUNCATE "SHARD_REC"'
+q "CREATE OR REPLACE FUNCTION stall_commit() RETURNS trigger LANGUAGE plpgsql AS
+   \$\$BEGIN PERFORM pg_advisory_xact_lock_shared(7); RETURN NULL; END\$\$;
+   CREATE CONSTRAINT TRIGGER at_commit AFTER INSERT ON \"SHARD_REC\" DEFERRABLE INITIALLY DEFERRED
+   FOR EACH ROW EXECUTE FUNCTION stall_commit()"
+hold_lock
+"$load" --postgres "$conn" --append $T --data "$tmp/three.dat" --rdw "$tmp/dict.csv" 2>"$tmp/err" &
+shard=$!
+if await_stall; then
+    q "SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE application_name = 'tarnmap-load'" >/dev/null
+    wait $shard
+    status=$?
+    [ "$status" = 3 ] || fail "connection lost during COMMIT: status $status (want 3)"
+    says "during COMMIT"
+fi
+q "SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE pid <> pg_backend_pid() AND query LIKE '%pg_sleep%'" >/dev/null
+wait $holder; holder=""
+q 'DROP TRIGGER at_commit ON "SHARD_REC"'
 
 # --- Faults, each with its status and reason: 2 for a server that refuses
 # the connection or the login and a wrong option, 3 for a table the target
