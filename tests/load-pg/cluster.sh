@@ -5,6 +5,7 @@
 # cluster it names and removes the directory.
 set -u
 cmd=$1 state=$2
+case $state in /*) ;; *) state=$PWD/$state ;; esac
 
 # The server refuses to run as root: drop to nobody, with a directory it owns.
 as_owner() {
@@ -23,6 +24,7 @@ start)
     dir=$(mktemp -d /tmp/tarnmap-pg.XXXXXX) || exit 1
     [ "$(id -u)" = 0 ] && chown nobody:nogroup "$dir"
     chmod 700 "$dir"
+    cd "$dir" || exit 1  # the server's user may not reach the caller's directory
     user=$(as_owner id -un)
     # Local logins are trusted, but for the role "pwuser", which must give a
     # password: the tests log in with a password file.
@@ -38,6 +40,7 @@ start)
 stop)
     [ -f "$state.dir" ] || exit 0
     dir=$(cat "$state.dir")
+    cd /
     as_owner "$bindir/pg_ctl" -D "$dir/data" -m immediate -w stop >/dev/null 2>&1
     rm -rf "$dir"
     rm -f "$state" "$state.dir"
