@@ -7,10 +7,10 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
-namespace
-{
+namespace {
 
 // Bytes of COPY data gathered before one PQputCopyData.
 const size_t kCopyBuffer = 1 << 20;
@@ -49,8 +49,9 @@ std::string trimmed(const char *message)
     return s;
 }
 
-// Appends text to a COPY line in its text format: the four characters that
-// would end a field or a line, and the backslash, go escaped.
+// Appends text to a COPY line in its text format: a tab, line feed or
+// carriage return would end the field or the line, so they go escaped, and
+// so does the backslash (a line of "\." alone would end the data).
 void append_escaped(std::string &out, std::string_view text)
 {
     for (char c : text) {
@@ -73,10 +74,10 @@ void append_escaped(std::string &out, std::string_view text)
     }
 }
 
-class PostgresTarget : public Target
-{
-public:
-    PostgresTarget(PGconn *conn, PgExisting existing) : conn_(conn), existing_(existing) {}
+class PostgresTarget : public Target {
+ public:
+    PostgresTarget(PGconn *conn, PgExisting existing, size_t longest_name)
+        : conn_(conn), existing_(existing), longest_name_(longest_name) {}
     ~PostgresTarget() override
     {
         abort();
@@ -88,7 +89,7 @@ public:
     bool commit() override;
     void abort() override;
 
-private:
+ private:
     bool exec(const std::string &sql);
     bool fail(const std::string &what);
     bool fail_server(const std::string &what);
@@ -98,12 +99,14 @@ private:
 
     PGconn *conn_;
     PgExisting existing_;
+    size_t longest_name_; // the server's max_identifier_length
     const TableSpec *table_ = nullptr;
     bool in_transaction_ = false;
     bool in_copy_ = false;
     std::string buf_; // COPY lines not yet handed to libpq
 };
 
+// Keeps the reason of a failure for the caller.
 bool PostgresTarget::fail(const std::string &what)
 {
     error = what;
@@ -116,6 +119,7 @@ bool PostgresTarget::fail_server(const std::string &what)
     return fail(what + trimmed(PQerrorMessage(conn_)));
 }
 
+// Runs a statement without parameters or rows to read.
 bool PostgresTarget::exec(const std::string &sql)
 {
     Result res(PQexec(conn_, sql.c_str()));
@@ -171,6 +175,13 @@ bool PostgresTarget::begin_table(const TableSpec &table)
     table_ = &table;
     table_exists = false;
     buf_.clear();
+    // The server would cut a longer name short, in silence.
+    if (table.name.size() > longest_name_)
+        return fail("its name is longer than the server's " + std::to_string(longest_name_) + " bytes");
+    for (const ColumnSpec &c : table.columns)
+        if (c.name.size() > longest_name_)
+            return fail("column " + c.name + " (line " + std::to_string(c.line) + "): its name is longer than the server's " +
+                        std::to_string(longest_name_) + " bytes");
     std::string name = quote(table.name);
     if (name.empty())
         return fail_server("the name cannot be quoted: ");
@@ -371,5 +382,9 @@ std::unique_ptr<Target> open_postgres_target(const std::string &conninfo, PgExis
         return nullptr;
     }
     PQsetNoticeProcessor(conn, quiet_notices, nullptr);
-    return std::make_unique<PostgresTarget>(conn, existing);
+    size_t longest_name = 63;
+    Result res(PQexec(conn, "SHOW max_identifier_length"));
+    if (res.status() == PGRES_TUPLES_OK && PQntuples(res.r) == 1)
+        longest_name = std::strtoul(PQgetvalue(res.r, 0, 0), nullptr, 10);
+    return std::make_unique<PostgresTarget>(conn, existing, longest_name);
 }

@@ -4,8 +4,7 @@
 
 #include <cstdlib>
 
-namespace
-{
+namespace {
 
 // More shards than this are no use and would let k * (total % n) overflow.
 const uint64_t kMaxShards = 1u << 30;

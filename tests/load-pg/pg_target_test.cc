@@ -11,8 +11,7 @@
 #include "load/postgres.h"
 #include "load/shard.h"
 
-namespace
-{
+namespace {
 
 std::string conninfo;
 
@@ -53,9 +52,8 @@ Value text(const char *s)
     return Value{s, false};
 }
 
-class PgTarget : public ::testing::Test
-{
-protected:
+class PgTarget : public ::testing::Test {
+ protected:
     void SetUp() override
     {
         if (conninfo.empty())
@@ -182,6 +180,23 @@ TEST_F(PgTarget, ExistingTables)
         ASSERT_TRUE(target->commit());
     }
     EXPECT_EQ(query("SELECT count(*) FROM ex"), "0");
+}
+
+// A name the server would cut short is refused; one that fits stays whole.
+TEST_F(PgTarget, LongNames)
+{
+    std::string fits(63, 'n'), longer(64, 'n');
+    query("DROP TABLE IF EXISTS \"" + fits + "\"");
+    auto target = open(PgExisting::refuse);
+    TableSpec t{fits, {column(longer, ValueKind::real)}, 1};
+    EXPECT_FALSE(target->begin_table(t));
+    EXPECT_EQ(target->error, "column " + longer + " (line 7): its name is longer than the server's 63 bytes");
+    target->abort();
+    t.columns[0].name = fits;
+    ASSERT_TRUE(target->begin_table(t)) << target->error;
+    ASSERT_TRUE(target->commit());
+    EXPECT_EQ(query("SELECT attname FROM pg_attribute WHERE attrelid = '\"" + fits + "\"'::regclass AND attnum = 1"),
+              fits);
 }
 
 // A value the server refuses fails the table at its commit, and nothing of it stays.
