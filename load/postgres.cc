@@ -180,8 +180,8 @@ bool PostgresTarget::begin_table(const TableSpec &table)
         return fail("its name is longer than the server's " + std::to_string(longest_name_) + " bytes");
     for (const ColumnSpec &c : table.columns)
         if (c.name.size() > longest_name_)
-            return fail("column " + c.name + " (line " + std::to_string(c.line) + "): its name is longer than the server's " +
-                        std::to_string(longest_name_) + " bytes");
+            return fail("column " + c.name + " (line " + std::to_string(c.line) +
+                        "): its name is longer than the server's " + std::to_string(longest_name_) + " bytes");
     std::string name = quote(table.name);
     if (name.empty())
         return fail_server("the name cannot be quoted: ");

@@ -195,8 +195,8 @@ TEST_F(PgTarget, LongNames)
     t.columns[0].name = fits;
     ASSERT_TRUE(target->begin_table(t)) << target->error;
     ASSERT_TRUE(target->commit());
-    EXPECT_EQ(query("SELECT attname FROM pg_attribute WHERE attrelid = '\"" + fits + "\"'::regclass AND attnum = 1"),
-              fits);
+    std::string table = "'\"" + fits + "\"'::regclass";
+    EXPECT_EQ(query("SELECT attname FROM pg_attribute WHERE attrelid = " + table + " AND attnum = 1"), fits);
 }
 
 // A value the server refuses fails the table at its commit, and nothing of it stays.
