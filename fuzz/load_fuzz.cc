@@ -67,6 +67,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         return 0;
     Decoder d = decoders[options & 1];
     d.big_endian = !(options & 2);
+    d.float_big_endian = d.big_endian;
     d.hex_float = options & 4;
     d.keep_blanks = options & 64;
     const uint8_t *bytes = data + 1 + n + (n < rest);

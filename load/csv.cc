@@ -54,6 +54,7 @@ void CsvTarget::field(std::string_view text, bool quote_always)
     buf_ += '"';
 }
 
+// Writes the buffered rows, going on after interrupted writes.
 bool CsvTarget::flush()
 {
     for (size_t at = 0; at < buf_.size();) {
@@ -70,6 +71,7 @@ bool CsvTarget::flush()
     return true;
 }
 
+// Refuses an existing TABLE.csv unless replace; writes to a hidden temporary file.
 bool CsvTarget::begin_table(const TableSpec &table)
 {
     table_ = &table;
@@ -108,6 +110,7 @@ bool CsvTarget::begin_table(const TableSpec &table)
     return true;
 }
 
+// One line; NULL is an empty field, an empty text "".
 bool CsvTarget::row(const Value *values)
 {
     size_t n = table_->columns.size();
@@ -121,6 +124,7 @@ bool CsvTarget::row(const Value *values)
     return buf_.size() < (1 << 20) || flush();
 }
 
+// Makes the file durable, then gives it its name; standard output is only flushed.
 bool CsvTarget::commit()
 {
     if (!flush())
@@ -142,6 +146,7 @@ bool CsvTarget::commit()
     return true;
 }
 
+// Drops the temporary file: an aborted table leaves no CSV behind.
 void CsvTarget::abort()
 {
     buf_.clear();
@@ -155,6 +160,7 @@ void CsvTarget::abort()
 
 }  // namespace
 
+// A CSV target; the directory must be writable now, not at the first table.
 std::unique_ptr<Target> open_csv_target(const std::string &dir, bool replace, std::string &error,
                                         const std::string &suffix)
 {

@@ -120,18 +120,19 @@ Bad decode_packed(const Decoder &d, const Column &c, const unsigned char *p, cha
     return Bad::none;
 }
 
-// The n bytes as an unsigned number in the decoder's byte order.
-uint64_t load_bits(const Decoder &d, const unsigned char *p, size_t n)
+// The n bytes as an unsigned number, big-endian or little-endian.
+uint64_t load_bits(bool big, const unsigned char *p, size_t n)
 {
     uint64_t v = 0;
     for (size_t i = 0; i < n; i++)
-        v = v << 8 | p[d.big_endian ? i : n - 1 - i];
+        v = v << 8 | p[big ? i : n - 1 - i];
     return v;
 }
 
+// Two's complement or unsigned, 1 to 8 bytes, in the decoder's byte order.
 Bad decode_binary(const Decoder &d, const Column &c, const unsigned char *p, char *out, size_t &len)
 {
-    uint64_t v = load_bits(d, p, c.size);
+    uint64_t v = load_bits(d.big_endian, p, c.size);
     bool negative = false;
     if (c.is_signed && c.size && (v >> (8 * c.size - 1)) & 1) {
         negative = true;
@@ -148,7 +149,7 @@ Bad decode_binary(const Decoder &d, const Column &c, const unsigned char *p, cha
 // excess-64 exponent of 16, 56-bit fraction) rounded to the nearest double.
 Bad decode_double(const Decoder &d, const Column &c, const unsigned char *p, char *out, size_t &len)
 {
-    uint64_t bits = load_bits(d, p, c.size);
+    uint64_t bits = load_bits(d.float_big_endian, p, c.size);
     double v;
     if (d.hex_float) {
         int exponent = static_cast<int>(bits >> 56 & 0x7F) - 64;
@@ -168,7 +169,7 @@ Bad decode_double(const Decoder &d, const Column &c, const unsigned char *p, cha
 // VMS date: 100-nanosecond ticks since 1858-11-17 00:00, as text.
 Bad decode_vmsdate(const Decoder &d, const Column &c, const unsigned char *p, char *out, size_t &len)
 {
-    uint64_t bits = load_bits(d, p, c.size);
+    uint64_t bits = load_bits(d.big_endian, p, c.size);
     if (bits >> 63)
         return Bad::out_of_range;
     const uint64_t per_day = 864000000000u;
@@ -188,6 +189,7 @@ Bad decode_vmsdate(const Decoder &d, const Column &c, const unsigned char *p, ch
     return Bad::none;
 }
 
+// Each byte through the code page table; the trailing blanks cut unless kept.
 Bad decode_string(const Decoder &d, const Column &c, const unsigned char *p, char *out, size_t &len)
 {
     size_t k = 0, kept = 0;  // kept: the length up to the last non-blank
@@ -207,6 +209,7 @@ Bad decode_string(const Decoder &d, const Column &c, const unsigned char *p, cha
 
 }  // namespace
 
+// The reason of a bad value, as the report names it.
 const char *bad_name(Bad b)
 {
     switch (b) {
@@ -224,6 +227,7 @@ const char *bad_name(Bad b)
     return "?";
 }
 
+// Room for the digits, the sign, the point, the zeros a scale adds, and working space.
 size_t value_capacity(const Column &c)
 {
     switch (c.spec.kind) {
@@ -238,6 +242,7 @@ size_t value_capacity(const Column &c)
     return 2 * (digits + scale + 24);
 }
 
+// Builds the text straight from the digits, never through a binary number.
 size_t format_decimal(const char *digits, size_t n, bool negative, int scale, char *out)
 {
     while (n > 0 && *digits == '0') {
@@ -275,6 +280,7 @@ size_t format_decimal(const char *digits, size_t n, bool negative, int scale, ch
     return static_cast<size_t>(o + n - out);
 }
 
+// Dispatch on the storage type; the zoned kinds share one function.
 Bad decode(const Decoder &d, const Column &c, const unsigned char *p, char *out, size_t &len)
 {
     len = 0;
@@ -288,14 +294,18 @@ Bad decode(const Decoder &d, const Column &c, const unsigned char *p, char *out,
     }
 }
 
+// The 256 characters of the code page from iconv, and the bytes of blank, signs and zero.
 bool make_decoder(const std::string &encoding, Decoder &d, std::string &error)
 {
     std::string name = encoding == "ascii" ? "ASCII" : encoding == "ebcdic" ? "IBM037" : encoding;
     iconv_t cd = iconv_open("UTF-8", name.c_str());
+    if (cd == reinterpret_cast<iconv_t>(-1) && name.compare(0, 4, "IBM-") == 0)  // glibc knows IBM500, not IBM-500
+        cd = iconv_open("UTF-8", ("IBM" + name.substr(4)).c_str());
     if (cd == reinterpret_cast<iconv_t>(-1)) {
         error = "iconv knows no code page \"" + encoding + "\"";
         return false;
     }
+    std::memset(d.utf8_len, 0, sizeof d.utf8_len);
     for (int b = 0; b < 256; b++) {
         char in = static_cast<char>(b), *inp = &in, *outp = d.utf8[b];
         size_t inleft = 1, outleft = sizeof d.utf8[b];

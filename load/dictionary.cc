@@ -39,6 +39,8 @@ bool match(std::string_view line, size_t pos, const char *pattern, size_t k, Row
     if (pos >= line.size() || line[pos] != '"')
         return false;
     for (size_t e = line.find('"', pos + 1); e != std::string_view::npos; e = line.find('"', e + 1)) {
+        if (--budget < 0)
+            return false;
         row.cols[k] = line.substr(pos + 1, e - pos - 1);
         if (last) {
             if (e + 1 == line.size())
@@ -50,6 +52,7 @@ bool match(std::string_view line, size_t pos, const char *pattern, size_t k, Row
     return false;
 }
 
+// The value of a number column that match has checked (at most 9 digits).
 int number(std::string_view s)
 {
     bool negative = !s.empty() && s[0] == '-';
@@ -138,6 +141,7 @@ std::string classify(const FieldRow &f, Column &c)
 
 }  // namespace
 
+// Row by row, in one pass; COLUMN rows find their TABLE and FIELD rows by cursors.
 bool read_dictionary(const char *text, size_t n, Dictionary &dict, std::string &error)
 {
     std::vector<FieldRow> fields;
@@ -163,16 +167,20 @@ bool read_dictionary(const char *text, size_t n, Dictionary &dict, std::string &
         };
         if (line.find('\0') != std::string_view::npos)
             return fail("a NUL byte in the row");
+        if (line.size() > 4096)  // tarnmap writes a few hundred bytes at most
+            return fail("a row longer than 4096 bytes");
         const char *pattern = nullptr;
         if (line.substr(0, 7) == "\"FILE\",") pattern = "TTTTN";
         else if (line.substr(0, 8) == "\"FIELD\",") pattern = "TTTTNNNNNTT";
         else if (line.substr(0, 5) == "\"DB\",") pattern = "TTTTT";
         else if (line.substr(0, 8) == "\"TABLE\",") pattern = "TTTTTTT";
         else if (line.substr(0, 9) == "\"COLUMN\",") pattern = "TTTTTTNNNT";
+        else if (all.find("Converting parsed data to CSV data.") != std::string_view::npos)
+            return fail("tarnmap's standard output, not a dictionary: write it with tarnmap -o FILE");
         else
             return fail("not a dictionary row (FILE, FIELD, DB, TABLE or COLUMN)");
         Row row;
-        long budget = 100000;
+        long budget = 20000;  // tarnmap's rows match in a few dozen steps
         if (!match(line, 0, pattern, 0, row, budget))
             return fail("a " + std::string(line.substr(1, line.find('"', 1) - 1)) +
                         " row needs " + std::to_string(std::strlen(pattern)) + " columns (" + pattern +

@@ -76,6 +76,7 @@ std::string walk(Window &w, const Framing &f, uint64_t &records)
 
 }  // namespace
 
+// The options that choose this framing, or the fixed record length.
 std::string framing_name(const Framing &f)
 {
     if (!f.descriptors)
@@ -83,12 +84,17 @@ std::string framing_name(const Framing &f)
     return std::string(f.little ? "--rdw=little" : "--rdw") + (f.data_length ? " --rdw-length data" : "");
 }
 
+// The size or the whole chain, then every other descriptor convention when it fails.
 FrameCheck check_framing(int fd, const Framing &f)
 {
     FrameCheck c;
     struct stat st;
     if (fstat(fd, &st) != 0) {
         c.error = std::strerror(errno);
+        return c;
+    }
+    if (!S_ISREG(st.st_mode)) {
+        c.error = "not a regular file, so its framing cannot be checked before the load";
         return c;
     }
     c.file_size = static_cast<uint64_t>(st.st_size);
@@ -132,6 +138,7 @@ FrameCheck check_framing(int fd, const Framing &f)
     return c;
 }
 
+// The buffer and the file go with the reader.
 RecordReader::~RecordReader()
 {
     std::free(buf_);
@@ -178,6 +185,7 @@ bool RecordReader::skip_bytes(uint64_t n)
     return true;
 }
 
+// A fixed file seeks straight to its first record; a descriptor file walks to it.
 bool RecordReader::open(int fd, const Framing &f, const RecordRange &range)
 {
     fd_ = fd;
@@ -210,6 +218,7 @@ bool RecordReader::open(int fd, const Framing &f, const RecordRange &range)
     return true;
 }
 
+// Walks descriptors or fixed records; those before the range are passed over unread.
 bool RecordReader::next(Record &rec)
 {
     for (;;) {

@@ -69,7 +69,8 @@ struct Decoder {
     uint8_t utf8_len[256] = {};// 0: the byte is no character of the code page
     bool ebcdic = false;       // digits are 0xF0-0xF9: zones and nibbles as on a mainframe
     uint8_t blank = ' ', plus = '+', minus = '-', zero = '0';
-    bool big_endian = true;    // binary and floating point items
+    bool big_endian = true;    // binary and date items
+    bool float_big_endian = true;  // DOUBLE items; GnuCOBOL writes them in the machine's order
     bool hex_float = false;    // DOUBLE as IBM hexadecimal floating point
     bool keep_blanks = false;  // keep the trailing blanks of strings
 };
@@ -141,6 +142,7 @@ struct Options {
     RecordRange range;                   // --skip, --count
     Decoder decoder;
     bool little = false, hex_float = false, keep_blanks = false;
+    char float_order = 0;                // DOUBLE: 'b' big, 'l' little, 0 as --byte-order
     std::string postgres;                // --postgres CONNINFO ("": PG* variables alone)
     bool to_postgres = false, append = false;
     Shard shard;                         // --shard K/N

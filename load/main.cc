@@ -1,16 +1,12 @@
-// tarnmap-load: reads a dictionary written by tarnmap and moves the records
-// of the data files it names into SQLite or CSV: dictionary -> frames ->
-// decode -> target, then the report. Exit status 0 clean, 1 bad values or
-// records, 2 nothing could be loaded, 3 the output could not be written.
-#include <fcntl.h>
+// tarnmap-load: moves the records of the data files a tarnmap dictionary names
+// into SQLite or CSV. Here: the options, the dictionary, the code page; run.cc
+// does the run. Exit status 0 clean, 1 bad values or records, 2 something
+// could not be loaded, 3 the output could not be written.
 #include <getopt.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 
 #include "load/frames.h"
 #include "load/load.h"
@@ -19,6 +15,7 @@ namespace {
 
 const char *program = "tarnmap-load";
 
+// The options in short; the manual page has them in full.
 void usage(std::FILE *to)
 {
     std::fprintf(to,
@@ -30,7 +27,8 @@ void usage(std::FILE *to)
                  "  --data FILE              the data file of the one --table\n"
                  "  --encoding NAME          ascii (default), ebcdic (code page 037), or an iconv code page\n"
                  "  --byte-order big|little  binary and floating point items (default big)\n"
-                 "  --float ieee|hex         COMP-2 as IEEE 754 (default) or IBM hexadecimal floating point\n"
+                 "  --float ieee|hex[-big|-little]  COMP-2 as IEEE 754 (default) or IBM hexadecimal floating point,\n"
+                 "                           in the byte order of --byte-order or the one given\n"
                  "  --rdw[=little]           records behind 4-byte record descriptor words\n"
                  "  --rdw-length data        the descriptor's length counts the data alone\n"
                  "  --skip N, --count N      pass over N records, load at most N records\n"
@@ -44,6 +42,7 @@ void usage(std::FILE *to)
                  program);
 }
 
+// A non-negative decimal count of records.
 bool parse_count(const char *s, uint64_t &to)
 {
     char *end;
@@ -104,11 +103,15 @@ int parse_options(int argc, char **argv, Options &o)
                 return bad("--byte-order is big or little, not \"" + arg + "\"");
             o.little = arg == "little";
             break;
-        case float_kind:
-            if (arg != "ieee" && arg != "hex")
-                return bad("--float is ieee or hex, not \"" + arg + "\"");
-            o.hex_float = arg == "hex";
+        case float_kind: {
+            std::string kind = arg.substr(0, arg.find('-'));
+            std::string order = arg.find('-') == std::string::npos ? "" : arg.substr(arg.find('-') + 1);
+            if ((kind != "ieee" && kind != "hex") || (order != "" && order != "big" && order != "little"))
+                return bad("--float is ieee or hex, with -big or -little, not \"" + arg + "\"");
+            o.hex_float = kind == "hex";
+            o.float_order = order.empty() ? 0 : order[0];
             break;
+        }
         case rdw:
             if (optarg && arg != "little" && arg != "big")
                 return bad("--rdw takes =little or =big, not \"" + arg + "\"");
@@ -186,6 +189,7 @@ bool slurp(const char *path, std::string &text)
 
 }  // namespace
 
+// Options, dictionary, code page; then the run, which loads and reports.
 int main(int argc, char **argv)
 {
     Options o;
@@ -211,6 +215,7 @@ int main(int argc, char **argv)
         return 2;
     }
     d.big_endian = !o.little;
+    d.float_big_endian = o.float_order ? o.float_order == 'b' : !o.little;
     d.hex_float = o.hex_float;
     d.keep_blanks = o.keep_blanks;
     return run_load(o, dict_path, dict);

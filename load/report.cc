@@ -3,6 +3,7 @@
 // standard error after the load.
 #include "load/load.h"
 
+// Keeps the first five record numbers and the reason of the first.
 void count_bad(TableAccount &t, size_t column, uint64_t record, Bad why)
 {
     ColumnAccount &c = t.columns[column];
@@ -13,6 +14,7 @@ void count_bad(TableAccount &t, size_t column, uint64_t record, Bad why)
     c.bad++;
 }
 
+// Bad values first, column by column, then one summary line per table loaded.
 void print_report(std::FILE *out, const std::vector<TableAccount> &accounts, const std::vector<Table> &tables)
 {
     for (size_t i = 0; i < accounts.size(); i++) {

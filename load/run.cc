@@ -274,6 +274,7 @@ struct Runner {
 
 }  // namespace
 
+// Resolves tables and selectors, opens the target and the reject file, loads table by table.
 int run_load(Options &o, const char *dict_path, const Dictionary &dict)
 {
     Runner r{o, dict_path, dict, nullptr, nullptr, 0, {}, {}};

@@ -20,6 +20,7 @@ std::string quoted(const std::string &name)
     return q + "\"";
 }
 
+// The column type by the kind of values, so that they read back exactly.
 const char *declared_type(ValueKind k)
 {
     switch (k) {
@@ -52,17 +53,20 @@ class SqliteTarget : public Target {
     bool open_ = false;          // a transaction is open
 };
 
+// Records SQLite's own message behind what failed.
 bool SqliteTarget::fail(const std::string &what)
 {
     error = what + ": " + sqlite3_errmsg(db_);
     return false;
 }
 
+// Runs a statement; false with SQLite's message.
 bool SqliteTarget::exec(const std::string &sql)
 {
     return sqlite3_exec(db_, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK || fail("SQLite");
 }
 
+// Opens the transaction, drops (replace) or refuses an existing table, creates it, prepares the INSERT.
 bool SqliteTarget::begin_table(const TableSpec &table)
 {
     table_ = &table;
@@ -109,6 +113,7 @@ sqlite3_int64 to_int64(std::string_view s)
     return negative ? static_cast<sqlite3_int64>(0 - v) : static_cast<sqlite3_int64>(v);
 }
 
+// Binds each value by its kind and steps the one prepared INSERT.
 bool SqliteTarget::row(const Value *values)
 {
     const std::vector<ColumnSpec> &columns = table_->columns;
@@ -134,6 +139,7 @@ bool SqliteTarget::row(const Value *values)
     return rc == SQLITE_DONE || fail("SQLite");
 }
 
+// One COMMIT for the whole table.
 bool SqliteTarget::commit()
 {
     sqlite3_finalize(insert_);
@@ -144,6 +150,7 @@ bool SqliteTarget::commit()
     return true;
 }
 
+// Rolls back: the table and every row of it vanish, a dropped table comes back.
 void SqliteTarget::abort()
 {
     sqlite3_finalize(insert_);
@@ -155,6 +162,7 @@ void SqliteTarget::abort()
 
 }  // namespace
 
+// Opens or creates the database; a file that is no database fails here.
 std::unique_ptr<Target> open_sqlite_target(const std::string &file, bool replace, std::string &error)
 {
     sqlite3 *db = nullptr;
@@ -166,6 +174,7 @@ std::unique_ptr<Target> open_sqlite_target(const std::string &file, bool replace
     // A bigger page cache for big tables; the rollback journal stays, so a
     // killed load leaves the database as it was.
     sqlite3_exec(db, "PRAGMA cache_size = -32768", nullptr, nullptr, nullptr);
+    sqlite3_busy_timeout(db, 10000);  // another writer holding the database: wait a while, then fail
     if (sqlite3_exec(db, "SELECT count(*) FROM sqlite_master", nullptr, nullptr, nullptr) != SQLITE_OK) {
         error = file + ": " + sqlite3_errmsg(db);
         sqlite3_close(db);

@@ -143,6 +143,7 @@ const Case cases[] = {
     {"IBM273", "TRAILING-OVERPUNCHED-NUMERIC", 0, B("\xF1\xD2"), "-12"},
     {"IBM273", "LEADING-SIGN-NUMERIC", 0, B("\x4E\xF1\xF2"), "12"},
     {"IBM273", "ZONED", 0, B("\x00\xF0"), nullptr, Bad::non_digit},
+    {"IBM-1140", "STRING", 0, B("\x9F\xC1"), "\xE2\x82\xAC" "A"},  // the euro sign
 };
 
 TEST(Decode, KnownAnswers)
@@ -152,6 +153,7 @@ TEST(Decode, KnownAnswers)
         std::string error;
         ASSERT_TRUE(make_decoder(c.encoding, d, error)) << error;
         d.big_endian = !c.little;
+        d.float_big_endian = !c.little;
         d.hex_float = c.hex;
         d.keep_blanks = c.keep;
         Column col = column(c.type, static_cast<int>(c.bytes.size()), c.scale);
@@ -184,10 +186,14 @@ TEST(Decode, KindFromDigitsAndScale)
     EXPECT_EQ(column("VMSDATE8", 8, 0).spec.kind, ValueKind::timestamp);
 }
 
-TEST(Decode, UnknownCodePage)
+TEST(Decode, CodePageNames)
 {
     Decoder d;
     std::string error;
+    EXPECT_TRUE(make_decoder("IBM-500", d, error)) << error;
+    EXPECT_TRUE(d.ebcdic);
+    EXPECT_TRUE(make_decoder("ISO-8859-1", d, error)) << error;
+    EXPECT_FALSE(d.ebcdic);
     EXPECT_FALSE(make_decoder("NO-SUCH-PAGE", d, error));
     EXPECT_FALSE(make_decoder("UTF-16", d, error));
 }
@@ -219,7 +225,8 @@ TEST(Dictionary, RowsAndErrors)
 
     struct Bad { std::string text, error; } bad[] = {
         {"\"FILE\",\"F\",\"INDEXED\",\"FIXED\"\n", "1: a FILE row needs 5 columns"},
-        {"Converting parsed data to CSV data.\n", "1: not a dictionary row"},
+        {"Converting parsed data to CSV data.\n", "1: tarnmap's standard output"},
+        {"# a comment\n", "1: not a dictionary row"},
         {"\"DB\",\"D\",\"\",\"DISAM\",\"\"\n\"TABLE\",\"D\",\"T\",\"TABLE\",\"F\",\"F\",\"\"\n", "2: no FILE row"},
         {"\"DB\",\"D\",\"\",\"DISAM\",\"\"\n\"COLUMN\",\"D\",\"T\",\"A\",\"A\",\"VARCHAR\",4,1,1,\"\"\n",
          "2: no TABLE row"},
@@ -235,6 +242,26 @@ TEST(Dictionary, RowsAndErrors)
         EXPECT_FALSE(read_dictionary(b.text.data(), b.text.size(), x, error)) << b.text;
         EXPECT_EQ(error.substr(0, b.error.size()), b.error) << error;
     }
+}
+
+// A COLUMN row without a FIELD row of its item (a repeated FILLER-X keeps
+// its COLUMN rows) is left out with a warning; the other columns load.
+TEST(Dictionary, ColumnWithoutField)
+{
+    const std::string text =
+        "\"FILE\",\"F\",\"INDEXED\",\"FIXED\",4\n"
+        "\"FIELD\",\"F\",\"A\",\"STRING\",0,2,2,0,0,\"\",\"\"\n"
+        "\"DB\",\"D\",\"\",\"DISAM\",\"\"\n"
+        "\"TABLE\",\"D\",\"T\",\"TABLE\",\"F\",\"F\",\"\"\n"
+        "\"COLUMN\",\"D\",\"T\",\"FILLER_X_I1\",\"FILLER-X_I1\",\"VARCHAR\",1,1,1,\"\"\n"
+        "\"COLUMN\",\"D\",\"T\",\"A\",\"A\",\"VARCHAR\",2,1,1,\"\"\n";
+    Dictionary d;
+    std::string error;
+    ASSERT_TRUE(read_dictionary(text.data(), text.size(), d, error)) << error;
+    ASSERT_EQ(d.tables[0].columns.size(), 1u);
+    EXPECT_EQ(d.tables[0].columns[0].spec.name, "A");
+    ASSERT_EQ(d.warnings.size(), 1u);
+    EXPECT_EQ(d.warnings[0].substr(0, 33), "5: no FIELD row for item \"FILLER-");
 }
 
 // A file in memory, as a descriptor for the framing functions.
