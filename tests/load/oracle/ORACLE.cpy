@@ -1,6 +1,7 @@
       * Records of every storage type GnuCOBOL writes, for the loader's
       * oracle test: text, zoned numbers with and without a sign and
-      * scale, packed and binary numbers of every size, tables of
+      * scale, packed and binary numbers of every size (31 digits
+      * too, beyond any machine integer), tables of
       * groups, nested tables, views under REDEFINES, FILLER, a table
       * that a count sizes, and separate signs.
        01  ORACLE-DISPLAY.
@@ -33,6 +34,7 @@
                10  OD-PART OCCURS 2 TIMES.
                    15  OD-PART-NO      PIC 9(2).
                    15  OD-PART-TAG     PIC X(2).
+           05  OD-HUGE                 PIC S9(25)V9(6).
            05  OD-TAIL                 PIC X(5).
        01  ORACLE-PACKED.
            05  OP-KEY                  PIC X(4).
@@ -48,6 +50,7 @@
            05  OP-TOTALS OCCURS 4 TIMES.
                10  OP-TOTAL            PIC S9(5)V9 COMP-3.
            05  FILLER                  PIC S9(3) COMP-3.
+           05  OP-HUGE                 PIC S9(29)V99 COMP-3.
            05  OP-END                  PIC X(2).
        01  ORACLE-BINARY.
            05  OB-KEY                  PIC X(4).

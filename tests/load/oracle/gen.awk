@@ -9,7 +9,6 @@
 #   -v ebcdic=1    also write EBCDIC records (display fields converted)
 #   -v comp5=1     COMP-5 items are compared (native order is little-endian)
 #   -v e95=HEX     the EBCDIC bytes of ASCII 0x20-0x7E, in order
-function fail(msg) { print "gen.awk: " msg >"/dev/stderr"; bad = 1; exit 2 }
 
 # PICTURE with its repeat counts written out: S9(3)V9(2) -> S999V99.
 function expand_pic(p,   out, c, n) {
@@ -26,7 +25,7 @@ function expand_pic(p,   out, c, n) {
 
 # Reads the entries of the record area: level, name, the clauses that decide
 # storage, the source line of the level number.
-function entry(e, line, nth,   t, k, j, lvl, nm, u, pic) {
+function entry(e, line, nth,   t, k, j, lvl, u) {
     k = split(e, t)
     if (k == 0 || t[1] !~ /^[0-9]+$/) return
     lvl = t[1] + 0
@@ -53,7 +52,7 @@ function entry(e, line, nth,   t, k, j, lvl, nm, u, pic) {
 
 # Storage of elementary entry i: kind ("x" text, "a" letters, "z" zoned, "p"
 # packed, "b" binary, "5" COMP-5, "" none we write), digits, scale, sign.
-function classify(i,   u, p, c, k, v) {
+function classify(i,   u, p, v) {
     u = E_usage[i]; p = expand_pic(E_pic[i])
     K[i] = ""; DIG[i] = 0; SC[i] = 0; SGN[i] = (substr(p, 1, 1) == "S")
     if (p == "" || E_other[i]) return
@@ -118,7 +117,8 @@ function occurrence(i, subs, suffix, moved, ok, r,   seed, kind, neg, d, v, lit,
     # deliberate: S with SIGN LEADING is trailing in the dictionary; its layout agrees, its sign does not
     known = ok && K[i] != "" && !(K[i] == "5" && !comp5) && !UNDER_REDEF[i] && E_sign[i] != "LEADING"
     if (!moved || K[i] == "") {
-        v = (known && !INITV[i]) ? "=" (K[i] ~ /[xa]/ ? "" : dec_text(0, rep("0", DIG[i]), SC[i])) : "?"
+        # the initial bytes of an 01 that redefines another follow the other's items
+        v = (known && !INITV[i] && !(REC[RECOF[i]] && E_redef[REC[RECOF[i]]])) ? "=" (K[i] ~ /[xa]/ ? "" : dec_text(0, rep("0", DIG[i]), SC[i])) : "?"
         print TAB[i] "\t" COL[i] suffix "\t" r "\t" v >expect
         return
     }
@@ -142,6 +142,7 @@ function occurrence(i, subs, suffix, moved, ok, r,   seed, kind, neg, d, v, lit,
     if (ebcdic && K[i] == "z" && !(E_name[i] in ODO_MAX)) convert_zoned(i, q)
     print TAB[i] "\t" COL[i] suffix "\t" r "\t" (known ? "=" dec_text(neg, d, SC[i]) : "?") >expect
 }
+
 # Zoned bytes to EBCDIC: digits F0-F9, an overpunched sign as zone C or D,
 # a separate sign as 4E or 60.
 function convert_zoned(i, q,   n, first, last) {
@@ -154,6 +155,7 @@ function convert_zoned(i, q,   n, first, last) {
     if (last >= first)
         print "IF TARNMAP-EBC = 1 INSPECT " q " (" first ":" last - first + 1 ") CONVERTING\n    \"0123456789\" TO X\"F0F1F2F3F4F5F6F7F8F9\" END-IF" >prog
 }
+# One sign byte to EBCDIC, overpunched or separate.
 function zone(q, at, sep) {
     if (sep) print "IF TARNMAP-EBC = 1 INSPECT " q " (" at ":1) CONVERTING \"+-\" TO X\"4E60\" END-IF" >prog
     else print "IF TARNMAP-EBC = 1 INSPECT " q " (" at ":1) CONVERTING \"0123456789pqrstuvwxy\"\n    TO X\"C0C1C2C3C4C5C6C7C8C9D0D1D2D3D4D5D6D7D8D9\" END-IF" >prog
@@ -224,7 +226,6 @@ on && incpy {
 /^[ \t]*WORKING-STORAGE SECTION\./ { on = 1 }
 
 END {
-    if (bad) exit 2
     # The tree: parents, records (a wrapper record when the copybook starts
     # below level 01), elementary items, views under a REDEFINES.
     d = 0; nr = 0
@@ -235,7 +236,8 @@ END {
         PAR[i] = d > 0 ? stk[d] : 0
         stk[++d] = i
         RECOF[i] = nr
-        UNDER_REDEF[i] = E_redef[i] || (PAR[i] && UNDER_REDEF[PAR[i]])
+        # deliberate: an 01 that redefines another is a file of its own under -r, written through itself
+        UNDER_REDEF[i] = (E_redef[i] && E_lvl[i] != 1 && E_lvl[i] != 77) || (PAR[i] && UNDER_REDEF[PAR[i]])
         INITV[i] = E_value[i] || (PAR[i] && INITV[PAR[i]])
         if (E_usage[i] == "" && PAR[i]) E_usage[i] = E_usage[PAR[i]]
         if (E_sign[i] == "" && PAR[i]) { E_sign[i] = E_sign[PAR[i]]; E_sep[i] = E_sep[PAR[i]] }
@@ -273,20 +275,29 @@ END {
     }
     print ">>SOURCE FORMAT IS FIXED\n       WORKING-STORAGE SECTION." >prog
     if (wrap) print "       01 TARNMAP-RECORD." >prog
-    print "       COPY \"copybook.cpy\".\n       01 TARNMAP-EBC PIC 9 VALUE 0.\n       01 TARNMAP-LEN PIC 9(9) COMP-5." >prog
-    print "       01 TARNMAP-SAVED PIC X(65535).\n       >>SOURCE FORMAT IS FREE\nPROCEDURE DIVISION." >prog
-    # A record with its tables at their largest is the initial state of every
-    # record written; a variable record is moved by its largest length, as the
-    # EBCDIC bytes of a count no longer tell its length.
+    print "       COPY \"copybook.cpy\".\n       01 TARNMAP-EBC PIC 9 VALUE 0." >prog
+    for (r = 1; r <= nr; r++) if (FNO[r])
+        print "       01 TARNMAP-LEN-" FNO[r] " PIC 9(9) COMP-5.\n       01 TARNMAP-SAVED-" FNO[r] " PIC X(65535)." >prog
+    print "       >>SOURCE FORMAT IS FREE\nPROCEDURE DIVISION." >prog
+    # A record with its tables at their largest, as the program starts, is
+    # the initial state of every record written (records that redefine one
+    # another share their bytes); a variable record is moved by its largest
+    # length, as the EBCDIC bytes of a count no longer tell its length.
     for (r = 1; r <= nr; r++) if (FNO[r]) {
         rn = (wrap && r == 1) ? "TARNMAP-RECORD" : E_name[REC[r]]
+        len = "TARNMAP-LEN-" FNO[r]
         odo_moves(r, 0)
-        print "MOVE FUNCTION BYTE-LENGTH(" rn ") TO TARNMAP-LEN\nIF LENGTH OF " rn " > TARNMAP-LEN MOVE LENGTH OF " rn " TO TARNMAP-LEN END-IF" >prog
-        print "MOVE " rn " TO TARNMAP-SAVED\nOPEN OUTPUT TARNMAP-A" FNO[r] >prog
+        print "MOVE FUNCTION BYTE-LENGTH(" rn ") TO " len "\nIF LENGTH OF " rn " > " len " MOVE LENGTH OF " rn " TO " len " END-IF" >prog
+        print "MOVE " rn " TO TARNMAP-SAVED-" FNO[r] >prog
+    }
+    for (r = 1; r <= nr; r++) if (FNO[r]) {
+        rn = (wrap && r == 1) ? "TARNMAP-RECORD" : E_name[REC[r]]
+        len = "TARNMAP-LEN-" FNO[r]
+        print "OPEN OUTPUT TARNMAP-A" FNO[r] >prog
         if (ebcdic) print "OPEN OUTPUT TARNMAP-E" FNO[r] >prog
         for (k = 1; k <= NREC; k++) {
-            print "MOVE 0 TO TARNMAP-EBC\nPERFORM TARNMAP-W" FNO[r] "-" k "\nWRITE TARNMAP-A" FNO[r] "-R FROM " rn " (1:TARNMAP-LEN)" >prog
-            if (ebcdic) print "MOVE 1 TO TARNMAP-EBC\nPERFORM TARNMAP-W" FNO[r] "-" k "\nWRITE TARNMAP-E" FNO[r] "-R FROM " rn " (1:TARNMAP-LEN)" >prog
+            print "MOVE 0 TO TARNMAP-EBC\nPERFORM TARNMAP-W" FNO[r] "-" k "\nWRITE TARNMAP-A" FNO[r] "-R FROM " rn " (1:" len ")" >prog
+            if (ebcdic) print "MOVE 1 TO TARNMAP-EBC\nPERFORM TARNMAP-W" FNO[r] "-" k "\nWRITE TARNMAP-E" FNO[r] "-R FROM " rn " (1:" len ")" >prog
         }
         print "CLOSE TARNMAP-A" FNO[r] >prog
         if (ebcdic) print "CLOSE TARNMAP-E" FNO[r] >prog
@@ -298,9 +309,10 @@ END {
         rn = (wrap && r == 1) ? "TARNMAP-RECORD" : E_name[REC[r]]
         for (k = 1; k <= NREC; k++) {
             print "TARNMAP-W" FNO[r] "-" k "." >prog
-            print "MOVE TARNMAP-SAVED (1:TARNMAP-LEN) TO " rn " (1:TARNMAP-LEN)" >prog
+            len = "TARNMAP-LEN-" FNO[r]
+            print "MOVE TARNMAP-SAVED-" FNO[r] " (1:" len ") TO " rn " (1:" len ")" >prog
             if (ebcdic) {
-                print "IF TARNMAP-EBC = 1\n    INSPECT " rn " (1:TARNMAP-LEN) CONVERTING X\"20302B\" TO X\"40F04E\"" >prog
+                print "IF TARNMAP-EBC = 1\n    INSPECT " rn " (1:" len ") CONVERTING X\"20302B\" TO X\"40F04E\"" >prog
                 odo_moves(r, 0)
                 print "END-IF" >prog
             }

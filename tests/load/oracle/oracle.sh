@@ -18,13 +18,14 @@ command -v cobc >/dev/null || { echo "oracle: no cobc: skipped"; exit 77; }
 command -v sqlite3 >/dev/null || { echo "oracle: no sqlite3 shell: skipped"; exit 77; }
 case $cache in /*) ;; *) cache=$PWD/$cache ;; esac
 case $load in /*) ;; *) load=$PWD/$load ;; esac
-[ $# -gt 0 ] || set -- $here/ORACLE.cpy $(find examples -name '*.cpy' -o -name '*.CPY' -o -name '*.cob' | sort)
+all=0
+[ $# -gt 0 ] || { all=1; set -- $here/ORACLE.cpy $(find examples -name '*.cpy' -o -name '*.CPY' -o -name '*.cob' | sort); }
 tmp=$(mktemp -d)
 [ -n "$ORACLE_KEEP" ] && echo "oracle: work files in $tmp" || trap 'rm -rf "$tmp"' EXIT
 mkdir -p "$cache"
 # The EBCDIC (code page 037) bytes of printable ASCII, from iconv.
 e95=$(awk 'BEGIN { for (c = 32; c < 127; c++) printf "%c", c }' | iconv -f ASCII -t IBM037 | od -An -tx1 | tr -d ' \n' | tr a-f A-F)
-failed=0 books=0 refused=0 values=0 unknown=0 twice=0
+failed=0 books=0 refused=0 values=0 unknown=0 twice=0 empty=0
 pg=""
 if [ -n "$TARNMAP_PG_STATE" ] && [ -f "$TARNMAP_PG_STATE" ] && command -v psql >/dev/null; then
     pg=$(cat "$TARNMAP_PG_STATE")
@@ -45,20 +46,48 @@ probe() {
     (cd "$tmp" && cobc -E -std=ibm probe.cob) >"$tmp/pre.txt" 2>"$tmp/err.txt"
 }
 
+# remeasure CHECK COBC_OPTIONS: tarnmap-check lays records out as cobc
+# -std=ibm does; under other options (-fbinary-size) tests/cobc_layout.sh
+# measures the compiler's columns of CHECK instead, paired with its items in
+# order as tests/check_compare.sh pairs them (FILLERs stay unmeasured).
+remeasure() {
+    m=$cache/layout-$( { cat "$tmp/copybook.cpy"; echo "$2"; } | md5sum | cut -c1-16).txt
+    echo "$m" >>"$tmp/used"
+    if [ ! -f "$m" ]; then
+        mkdir -p "$tmp/bin"
+        printf '#!/bin/sh\nexec %s %s "$@"\n' "$(command -v cobc)" "$2" >"$tmp/bin/cobc"
+        chmod +x "$tmp/bin/cobc"
+        PATH=$tmp/bin:$PATH sh tests/cobc_layout.sh "$copybook" >"$m.new" 2>/dev/null || return 2
+        mv "$m.new" "$m"
+    fi
+    awk '$1 ~ /^0?1$/ { sub(/\r$/, "", $2); sub(/\.$/, "", $2); print $2 }' "$tmp/clean.cpy" >"$tmp/records"
+    awk -F, -v OFS=, -v records="$tmp/records" -v m="$m" '
+        BEGIN {
+            while ((getline r <records) > 0) record[r]++
+            while ((getline l <m) > 0) { split(l, t, ","); if (record[t[1]]-- <= 0) theirs[++nt] = l }
+        }
+        FNR == 1 { print; next }
+        $3 !~ /^FILLER_/ { split(theirs[++i], t, ","); if (t[1] == $3) { $7 = t[2]; $8 = t[3]; print; next } }
+        { $7 = ""; $8 = ""; print }' "$1" >"$1.new" && mv "$1.new" "$1"
+}
+
 # variant NAME TARNMAP_OPTION COBC_OPTIONS EBCDIC COMP5: writes the data
 # (cached by the program's text) and prints its directory; status 2 when
 # GnuCOBOL does not compile the program.
 variant() {
     "$build/tarnmap-check" -r --all --csv $2 "$tmp/clean.cpy" >"$tmp/check-$1.csv" 2>/dev/null
+    [ -z "$2" ] || remeasure "$tmp/check-$1.csv" "$3" || return 2
     printf 'ORACLE\n.\n' | "$build/tarnmap" -r -f $2 -o "$tmp/dict-$1.csv" "$tmp/clean.cpy" >/dev/null 2>&1
     awk -v check="$tmp/check-$1.csv" -v dict="$tmp/dict-$1.csv" -v prog="$tmp/prog-$1.cob" \
         -v expect="$tmp/expect-$1.txt" -v ebcdic="$4" -v comp5="$5" -v e95="$e95" -v NREC=6 \
         -f $here/gen.awk "$tmp/pre.txt" 2>"$tmp/gen.txt" || return 4
     key=$( { cat "$tmp/prog-$1.cob" "$tmp/copybook.cpy"; echo "$3"; } | md5sum | cut -c1-16)
     dir=$cache/$key
+    echo "$dir" >>"$tmp/used"
+    [ ! -f "$dir/refused" ] || return 2
     if [ ! -f "$dir/done" ]; then
         rm -rf "$dir" && mkdir -p "$dir/ascii" "$dir/ebcdic" && cp "$tmp/copybook.cpy" "$tmp/prog-$1.cob" "$dir/"
-        (cd "$dir" && cobc -x -std=ibm $3 -o prog "prog-$1.cob" >cobc.txt 2>&1) || return 2
+        (cd "$dir" && cobc -x -std=ibm $3 -o prog "prog-$1.cob" >cobc.txt 2>&1) || { touch "$dir/refused"; return 2; }
         (cd "$dir" && ./prog) >"$dir/run.txt" 2>&1 || { echo "  the program stopped:"; head -3 "$dir/run.txt"; return 3; }
         touch "$dir/done"
     fi
@@ -142,7 +171,7 @@ EOF
         case $? in
         0) ;;
         2) refused=$((refused + 1)); echo "oracle: not compiled: $copybook: $(grep -m1 -i error "$dir/cobc.txt")"; break ;;
-        4) grep -q 'no record to write' "$tmp/gen.txt" || cat "$tmp/gen.txt" >>"$tmp/wrong"; break ;;
+        4) grep -q 'no record to write' "$tmp/gen.txt" && empty=$((empty + 1)) || cat "$tmp/gen.txt" >>"$tmp/wrong"; break ;;
         *) echo "  $name: no data" >>"$tmp/wrong"; continue ;;
         esac
         order=big; [ "$name" = little ] && order=little
@@ -161,6 +190,8 @@ EOF
             compare "$tmp/expect-$name.txt" "$out" "$tmp/dict-$name.csv" "$name $enc" >>"$tmp/wrong" 2>>"$tmp/counts"
             # The same records in SQLite, read back by the sqlite3 shell as CSV.
             (cd "$dir/$enc" && "$load" --sqlite "$tmp/db.sqlite" --encoding "$enc" --byte-order $order "$tmp/dict-$name.csv") >"$tmp/load.txt" 2>&1
+            st=$?
+            [ $st -le 1 ] || { echo "  $name $enc: tarnmap-load --sqlite exit status $st:"; head -3 "$tmp/load.txt"; } >>"$tmp/wrong"
             for f in "$out"/*.csv; do
                 [ -f "$f" ] || continue
                 t=$(basename "$f" .csv)
@@ -192,5 +223,9 @@ EOF
     values=$((values + v)) unknown=$((unknown + u))
     [ -s "$tmp/wrong" ] && { failed=$((failed + 1)); echo "oracle: $copybook"; head -12 "$tmp/wrong"; }
 done
-echo "oracle: $books copybooks${pg:+ (CSV, SQLite and PostgreSQL)} ($refused not compiled by GnuCOBOL, $twice refused by tarnmap-load), $values values equal, $unknown not compared, $failed wrong"
+# A run over every copybook drops what older programs left in the cache.
+if [ $all = 1 ]; then
+    for old in "$cache"/*; do grep -qxF "$old" "$tmp/used" || rm -rf "$old"; done
+fi
+echo "oracle: $books copybooks${pg:+ (CSV, SQLite and PostgreSQL)} ($refused not compiled by GnuCOBOL, $empty without items, $twice refused by tarnmap-load), $values values equal, $unknown not compared, $failed wrong"
 [ "$failed" = 0 ] && [ "$values" -gt 0 ]
