@@ -20,7 +20,10 @@ bindir=$(ls -d /usr/lib/postgresql/*/bin 2>/dev/null | sort -V | tail -1)
 [ -n "$bindir" ] || bindir=$(dirname "$(command -v initdb 2>/dev/null || echo /none/initdb)")
 case $cmd in
 start)
-    [ -x "$bindir/initdb" ] || { echo "cluster.sh: no initdb (apt-get install -y postgresql)" >&2; exit 1; }
+    rm -f "$state" "$state.dir"  # from a run that ended before its stop
+    # Without PostgreSQL no state is written: the tests that need a server
+    # fail for want of it, those that only use one when there go on.
+    [ -x "$bindir/initdb" ] || { echo "cluster.sh: no initdb (apt-get install -y postgresql)" >&2; exit 0; }
     dir=$(mktemp -d /tmp/tarnmap-pg.XXXXXX) || exit 1
     [ "$(id -u)" = 0 ] && chown nobody:nogroup "$dir"
     chmod 700 "$dir"
