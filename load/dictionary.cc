@@ -181,11 +181,11 @@ bool read_dictionary(const char *text, size_t n, Dictionary &dict, std::string &
             return fail("not a dictionary row (FILE, FIELD, DB, TABLE or COLUMN)");
         Row row;
         long budget = 20000;  // tarnmap's rows match in a few dozen steps
-        if (!match(line, 0, pattern, 0, row, budget))
-            return fail("a " + std::string(line.substr(1, line.find('"', 1) - 1)) +
+        std::string_view kind = line.substr(1, line.find('"', 1) - 1);  // from the prefix tested above
+        if (!match(line, 0, pattern, 0, row, budget) || row.cols[0] != kind)
+            return fail("a " + std::string(kind) +
                         " row needs " + std::to_string(std::strlen(pattern)) + " columns (" + pattern +
                         ": T text in quotes, N number)");
-        std::string_view kind = row.cols[0];
         if (kind == "FILE") {
             FileDef f;
             f.name = row.cols[1];

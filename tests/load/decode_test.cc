@@ -227,6 +227,8 @@ TEST(Dictionary, RowsAndErrors)
         {"\"FILE\",\"F\",\"INDEXED\",\"FIXED\"\n", "1: a FILE row needs 5 columns"},
         {"Converting parsed data to CSV data.\n", "1: tarnmap's standard output"},
         {"# a comment\n", "1: not a dictionary row"},
+        {"\"DB\",\"D\",\"\",\"DISAM\",\"\"\n\"TABLE\", D\",\"T\",\"TABLE\",\"F\",\"F\",\"\",\"x\"\n",
+         "2: a TABLE row needs 7 columns"},
         {"\"DB\",\"D\",\"\",\"DISAM\",\"\"\n\"TABLE\",\"D\",\"T\",\"TABLE\",\"F\",\"F\",\"\"\n", "2: no FILE row"},
         {"\"DB\",\"D\",\"\",\"DISAM\",\"\"\n\"COLUMN\",\"D\",\"T\",\"A\",\"A\",\"VARCHAR\",4,1,1,\"\"\n",
          "2: no TABLE row"},
