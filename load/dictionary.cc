@@ -57,7 +57,7 @@ int number(std::string_view s)
 {
     bool negative = !s.empty() && s[0] == '-';
     long v = 0;
-    for (size_t i = negative ? 1 : 0; i < s.size() && v < 100000000000L; i++)  // no overflow on stale text
+    for (size_t i = negative ? 1 : 0; i < s.size(); i++)
         v = v * 10 + (s[i] - '0');
     return static_cast<int>(negative ? -v : v);
 }
