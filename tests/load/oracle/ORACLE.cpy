@@ -1,7 +1,7 @@
       * Records of every storage type GnuCOBOL writes, for the loader's
       * oracle test: text, zoned numbers with and without a sign and
       * scale, packed and binary numbers of every size (31 digits
-      * too, beyond any machine integer), tables of
+      * too, beyond any machine integer), floating point, tables of
       * groups, nested tables, views under REDEFINES, FILLER, a table
       * that a count sizes, and separate signs.
        01  ORACLE-DISPLAY.
@@ -70,6 +70,7 @@
            05  OB-U6                   PIC 9(14) COMP.
            05  OB-S7                   PIC S9(16)V9 COMP.
            05  OB-NATIVE               PIC S9(9) COMP-5.
+           05  OB-FLOAT                COMP-2.
            05  OB-COUNTS OCCURS 3 TIMES PIC S9(4) COMP.
            05  OB-REDEF                PIC S9(9) COMP.
            05  OB-REDEF-X REDEFINES OB-REDEF PIC X(4).

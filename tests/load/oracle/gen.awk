@@ -51,10 +51,12 @@ function entry(e, line, nth,   t, k, j, lvl, u) {
 }
 
 # Storage of elementary entry i: kind ("x" text, "a" letters, "z" zoned, "p"
-# packed, "b" binary, "5" COMP-5, "" none we write), digits, scale, sign.
+# packed, "b" binary, "5" COMP-5, "f" COMP-2, "" none we write), digits,
+# scale, sign.
 function classify(i,   u, p, v) {
     u = E_usage[i]; p = expand_pic(E_pic[i])
     K[i] = ""; DIG[i] = 0; SC[i] = 0; SGN[i] = (substr(p, 1, 1) == "S")
+    if (u ~ /^(COMP|COMPUTATIONAL)-2$/ && p == "" && !E_other[i]) { K[i] = "f"; return }
     if (p == "" || E_other[i]) return
     if (p ~ /^X+$/) { K[i] = "x"; DIG[i] = length(p); return }
     if (p ~ /^A+$/) { K[i] = "a"; DIG[i] = length(p); return }
@@ -113,12 +115,12 @@ function ref(i, subs,   r, j) {
 # conversion of its display bytes, its expected value ("?" when unknown:
 # a view under REDEFINES, a VALUE clause, a kind not written, a layout
 # that tarnmap-check says differs from the compiler's).
-function occurrence(i, subs, suffix, moved, ok, r,   seed, kind, neg, d, v, lit, q, known) {
+function occurrence(i, subs, suffix, moved, ok, r,   seed, kind, neg, d, v, lit, q, known, fl) {
     # deliberate: S with SIGN LEADING is trailing in the dictionary; its layout agrees, its sign does not
     known = ok && K[i] != "" && !(K[i] == "5" && !comp5) && !UNDER_REDEF[i] && E_sign[i] != "LEADING"
     if (!moved || K[i] == "") {
         # the initial bytes of an 01 that redefines another follow the other's items
-        v = (known && !INITV[i] && !(REC[RECOF[i]] && E_redef[REC[RECOF[i]]])) ? "=" (K[i] ~ /[xa]/ ? "" : dec_text(0, rep("0", DIG[i]), SC[i])) : "?"
+        v = (known && !INITV[i] && !(REC[RECOF[i]] && E_redef[REC[RECOF[i]]])) ? "=" (K[i] ~ /[xa]/ ? "" : K[i] == "f" ? "0" : dec_text(0, rep("0", DIG[i]), SC[i])) : "?"
         print TAB[i] "\t" COL[i] suffix "\t" r "\t" v >expect
         return
     }
@@ -128,6 +130,12 @@ function occurrence(i, subs, suffix, moved, ok, r,   seed, kind, neg, d, v, lit,
         v = text(DIG[i], seed, kind, K[i] == "a"); lit = v; gsub(/"/, "\"\"", lit)
         print "MOVE " (v == "" ? "SPACES" : "\"" lit "\"") "\n    TO " q >prog
         if (ebcdic) print "IF TARNMAP-EBC = 1 INSPECT " q " CONVERTING\n    X\"" a95 "\"\n    TO X\"" e95 "\" END-IF" >prog
+        print TAB[i] "\t" COL[i] suffix "\t" r "\t" (known ? "=" v : "?") >expect
+        return
+    }
+    if (K[i] == "f") {   # values a binary64 holds exactly, in their shortest text
+        split("0 0.5 -1234.25 3.75 -0.125 65536.5", fl, " "); v = fl[kind + 1]
+        print "MOVE " v "\n    TO " q >prog
         print TAB[i] "\t" COL[i] suffix "\t" r "\t" (known ? "=" v : "?") >expect
         return
     }

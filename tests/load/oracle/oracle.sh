@@ -179,7 +179,8 @@ EOF
             [ "$enc" = ascii ] || [ "$ebc" = 1 ] || continue
             out=$tmp/out-$name-$enc
             rm -rf "$out" "$tmp/db.sqlite" && mkdir -p "$out"
-            (cd "$dir/$enc" && "$load" --csv "$out" --encoding "$enc" --byte-order $order "$tmp/dict-$name.csv") >"$tmp/load.txt" 2>&1
+            # GnuCOBOL writes COMP-2 in the machine's byte order whatever COMP's
+            (cd "$dir/$enc" && "$load" --csv "$out" --encoding "$enc" --byte-order $order --float ieee-little "$tmp/dict-$name.csv") >"$tmp/load.txt" 2>&1
             st=$?
             # deliberate: the loader refuses a table that has a column name twice
             if [ $st = 2 ] && grep -q 'appears twice in table' "$tmp/load.txt"; then
@@ -189,13 +190,18 @@ EOF
             [ $st -le 1 ] || { echo "  $name $enc: tarnmap-load exit status $st:"; head -3 "$tmp/load.txt"; } >>"$tmp/wrong"
             compare "$tmp/expect-$name.txt" "$out" "$tmp/dict-$name.csv" "$name $enc" >>"$tmp/wrong" 2>>"$tmp/counts"
             # The same records in SQLite, read back by the sqlite3 shell as CSV.
-            (cd "$dir/$enc" && "$load" --sqlite "$tmp/db.sqlite" --encoding "$enc" --byte-order $order "$tmp/dict-$name.csv") >"$tmp/load.txt" 2>&1
+            (cd "$dir/$enc" && "$load" --sqlite "$tmp/db.sqlite" --encoding "$enc" --byte-order $order --float ieee-little "$tmp/dict-$name.csv") >"$tmp/load.txt" 2>&1
             st=$?
             [ $st -le 1 ] || { echo "  $name $enc: tarnmap-load --sqlite exit status $st:"; head -3 "$tmp/load.txt"; } >>"$tmp/wrong"
             for f in "$out"/*.csv; do
                 [ -f "$f" ] || continue
                 t=$(basename "$f" .csv)
-                sqlite3 -csv -header "$tmp/db.sqlite" "SELECT * FROM \"$t\"" >"$tmp/sqlite.csv" 2>&1
+                # REAL as %.17g: the shell would print 0.0 where the CSV has 0
+                cols=$(head -1 "$f" | tr -d '\r' | awk -F, -v q="'" '{
+                    for (i = 1; i <= NF; i++)
+                        printf "%sCASE typeof(\"%s\") WHEN %sreal%s THEN printf(%s%%.17g%s, \"%s\") ELSE \"%s\" END AS \"%s\"",
+                            (i > 1 ? ", " : ""), $i, q, q, q, q, $i, $i, $i }')
+                sqlite3 -csv -header "$tmp/db.sqlite" "SELECT $cols FROM \"$t\"" >"$tmp/sqlite.csv" 2>&1
                 fields "$f" >"$tmp/csv.txt"
                 fields "$tmp/sqlite.csv" >"$tmp/sqlite.txt"
                 cmp -s "$tmp/csv.txt" "$tmp/sqlite.txt" ||
@@ -203,7 +209,7 @@ EOF
             done
             # The same records in PostgreSQL, read back by COPY as CSV.
             [ -n "$pg" ] || continue
-            (cd "$dir/$enc" && "$load" --postgres "$pg" --replace --encoding "$enc" --byte-order $order "$tmp/dict-$name.csv") >"$tmp/load.txt" 2>&1
+            (cd "$dir/$enc" && "$load" --postgres "$pg" --replace --encoding "$enc" --byte-order $order --float ieee-little "$tmp/dict-$name.csv") >"$tmp/load.txt" 2>&1
             st=$?
             [ $st -le 1 ] || { echo "  $name $enc postgres: tarnmap-load exit status $st:"; head -3 "$tmp/load.txt"; } >>"$tmp/wrong"
             for f in "$out"/*.csv; do
