@@ -12,8 +12,10 @@
 
 namespace {
 
-// Bytes of COPY data gathered before one PQputCopyData.
-const size_t kCopyBuffer = 1 << 20;
+// Bytes of COPY data gathered before one PQputCopyData: few calls, yet
+// small beside a socket's buffer, so that the server, the slower side,
+// never waits while the next batch is decoded (1 MB was 10% slower).
+const size_t kCopyBuffer = 1 << 16;
 
 // The widest NUMERIC with a precision of its own.
 const int kMaxNumericPrecision = 1000;
