@@ -192,6 +192,12 @@ run 2 --postgres "host=$tmp/nowhere" $T --data "$tmp/fixed.dat" "$tmp/dict.csv"
 says "$tmp/nowhere"
 run 2 --postgres "$conn user=no_such_role" $T --data "$tmp/fixed.dat" "$tmp/dict.csv"
 says no_such_role
+# What the connection string leaves out comes from libpq's PG* variables; a URI does as well.
+host=$(echo "$conn" | sed 's/.*host=\([^ ]*\).*/\1/') user=$(echo "$conn" | sed 's/.*user=\([^ ]*\).*/\1/')
+q 'DROP TABLE IF EXISTS "SHARD_REC"'
+PGHOST=$host PGUSER=$user PGDATABASE=postgres run 0 --postgres "" --count 2 $T --data "$tmp/fixed.dat" "$tmp/dict.csv"
+run 0 --postgres "postgresql:///postgres?host=$host&user=$user" --append --count 3 $T --data "$tmp/fixed.dat" "$tmp/dict.csv"
+[ "$(q 'SELECT count(*) FROM "SHARD_REC"')" = 5 ] || fail "PG* variables and a URI: not 5 rows"
 # A login with a password: from the password file, never the command line.
 q "DROP ROLE IF EXISTS pwuser; CREATE ROLE pwuser LOGIN PASSWORD 'secret'; GRANT CREATE ON SCHEMA public TO pwuser"
 run 2 --postgres "$conn user=pwuser" $T --data "$tmp/fixed.dat" "$tmp/dict.csv"
