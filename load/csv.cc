@@ -15,7 +15,8 @@ namespace {
 
 class CsvTarget : public Target {
  public:
-    CsvTarget(std::string dir, bool replace) : dir_(std::move(dir)), replace_(replace) {}
+    CsvTarget(std::string dir, bool replace, std::string suffix)
+        : dir_(std::move(dir)), replace_(replace), suffix_(std::move(suffix)) {}
     ~CsvTarget() override { abort(); }
     bool begin_table(const TableSpec &table) override;
     bool row(const Value *values) override;
@@ -27,6 +28,7 @@ class CsvTarget : public Target {
     void field(std::string_view text, bool quote_always);
     std::string dir_;
     bool replace_;
+    std::string suffix_;          // in front of ".csv"
     int fd_ = -1;                 // the temporary file, or 1 for standard output
     std::string temp_, final_;
     const TableSpec *table_ = nullptr;
@@ -81,13 +83,13 @@ bool CsvTarget::begin_table(const TableSpec &table)
             error = "table name \"" + table.name + "\" cannot name a file";
             return false;
         }
-        final_ = dir_ + "/" + table.name + ".csv";
+        final_ = dir_ + "/" + table.name + suffix_ + ".csv";
         if (!replace_ && access(final_.c_str(), F_OK) == 0) {
             table_exists = true;
             error = final_ + " exists (--replace replaces it)";
             return false;
         }
-        std::string pattern = dir_ + "/." + table.name + ".csv.XXXXXX";
+        std::string pattern = dir_ + "/." + table.name + suffix_ + ".csv.XXXXXX";
         fd_ = mkstemp(&pattern[0]);
         if (fd_ < 0) {
             error = pattern + ": " + std::strerror(errno);
@@ -159,11 +161,12 @@ void CsvTarget::abort()
 }  // namespace
 
 // A CSV target; the directory must be writable now, not at the first table.
-std::unique_ptr<Target> open_csv_target(const std::string &dir, bool replace, std::string &error)
+std::unique_ptr<Target> open_csv_target(const std::string &dir, bool replace, std::string &error,
+                                        const std::string &suffix)
 {
     if (dir != "-" && access(dir.c_str(), W_OK) != 0) {
         error = dir + ": " + std::strerror(errno);
         return nullptr;
     }
-    return std::make_unique<CsvTarget>(dir, replace);
+    return std::make_unique<CsvTarget>(dir, replace, suffix);
 }

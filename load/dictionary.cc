@@ -130,6 +130,7 @@ std::string classify(const FieldRow &f, Column &c)
     c.is_signed = t->is_signed;
     c.offset = static_cast<uint32_t>(f.offset);
     c.size = static_cast<uint32_t>(f.size);
+    c.spec.bytes = f.size;
     c.spec.scale = f.scale;
     int digits = f.size;
     switch (t->storage) {

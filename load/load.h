@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "load/frames.h"
+#include "load/shard.h"
 #include "load/target.h"
 
 // Storage types of the dictionary's FIELD rows.
@@ -145,6 +146,10 @@ struct Options {
     Decoder decoder;
     bool little = false, hex_float = false, keep_blanks = false;
     char float_order = 0;                // DOUBLE: 'b' big, 'l' little, 0 as --byte-order
+    std::string postgres;                // --postgres CONNINFO ("": PG* variables alone)
+    bool to_postgres = false, append = false;
+    Shard shard;                         // --shard K/N
+    bool sharded = false;
 };
 
 // Loads the tables of the dictionary as the options say; the exit status.

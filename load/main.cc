@@ -21,6 +21,7 @@ void usage(std::FILE *to)
     std::fprintf(to,
                  "usage: %s [options] DICTIONARY\n"
                  "  --sqlite FILE            load into this SQLite database (default: DB-NAME.db)\n"
+                 "  --postgres CONNINFO      load into PostgreSQL (a connection string or URI; PG* variables)\n"
                  "  --csv DIR | -            one TABLE.csv per table in DIR, or one --table on standard output\n"
                  "  --table NAME             only this table (repeatable)\n"
                  "  --data FILE              the data file of the one --table\n"
@@ -34,6 +35,8 @@ void usage(std::FILE *to)
                  "  --when TABLE FIELD=VALUE[,VALUE...]  records whose FIELD holds VALUE go to TABLE\n"
                  "  --rejects FILE           write the records with bad values to FILE\n"
                  "  --replace                replace existing tables\n"
+                 "  --append                 append to existing tables that have the dictionary's columns\n"
+                 "  --shard K/N              the K-th of N ranges of whole records of each file\n"
                  "  --keep-blanks            keep the trailing blanks of texts\n"
                  "  --help, --version\n",
                  program);
@@ -55,7 +58,7 @@ bool parse_count(const char *s, uint64_t &to)
 int parse_options(int argc, char **argv, Options &o)
 {
     enum { sqlite = 256, csv, table, data, encoding, byte_order, rdw, rdw_length, skip, count, when, rejects,
-           replace, keep_blanks, float_kind, help, version };
+           replace, keep_blanks, float_kind, help, version, postgres, append, shard };
     static const option longs[] = {
         {"sqlite", required_argument, nullptr, sqlite},       {"csv", required_argument, nullptr, csv},
         {"table", required_argument, nullptr, table},         {"data", required_argument, nullptr, data},
@@ -65,7 +68,9 @@ int parse_options(int argc, char **argv, Options &o)
         {"when", required_argument, nullptr, when},           {"rejects", required_argument, nullptr, rejects},
         {"replace", no_argument, nullptr, replace},           {"keep-blanks", no_argument, nullptr, keep_blanks},
         {"float", required_argument, nullptr, float_kind},    {"help", no_argument, nullptr, help},
-        {"version", no_argument, nullptr, version},           {nullptr, 0, nullptr, 0},
+        {"version", no_argument, nullptr, version},           {"postgres", required_argument, nullptr, postgres},
+        {"append", no_argument, nullptr, append},             {"shard", required_argument, nullptr, shard},
+        {nullptr, 0, nullptr, 0},
     };
     auto bad = [](const std::string &what) {
         std::fprintf(stderr, "%s: %s\n", program, what.c_str());
@@ -84,6 +89,15 @@ int parse_options(int argc, char **argv, Options &o)
         case rejects: o.rejects = arg; break;
         case replace: o.replace = true; break;
         case keep_blanks: o.keep_blanks = true; break;
+        case postgres: o.postgres = arg; o.to_postgres = true; break;
+        case append: o.append = true; break;
+        case shard: {
+            std::string error;
+            if (!parse_shard(arg.c_str(), o.shard, error))
+                return bad(error);
+            o.sharded = true;
+            break;
+        }
         case byte_order:
             if (arg != "big" && arg != "little")
                 return bad("--byte-order is big or little, not \"" + arg + "\"");
@@ -142,8 +156,15 @@ int parse_options(int argc, char **argv, Options &o)
     }
     if (optind + 1 != argc)
         return bad(optind == argc ? "no dictionary given" : "one dictionary only");
-    if (!o.sqlite.empty() && !o.csv.empty())
-        return bad("--sqlite and --csv: give one target");
+    if (!o.sqlite.empty() + !o.csv.empty() + o.to_postgres > 1)
+        return bad("--sqlite, --csv and --postgres: give one target");
+    if (o.append && !o.to_postgres)
+        return bad("--append goes with --postgres");
+    if (o.append && o.replace)
+        return bad("--append and --replace: give one");
+    if (o.replace && o.shard.n > 1 && o.csv.empty())  // a shard's CSV file is its own
+        return bad("--replace with --shard would drop the rows of the other shards: make the tables with "
+                   "--replace --count 0 first, then load the shards with --append");
     if (!o.data.empty() && o.tables.size() != 1)
         return bad("--data goes with exactly one --table");
     if (o.csv == "-" && o.tables.size() != 1)

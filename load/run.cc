@@ -10,6 +10,7 @@
 #include <ctime>
 
 #include "load/load.h"
+#include "load/postgres.h"
 
 namespace {
 
@@ -201,6 +202,8 @@ struct Runner {
             raise(2);
             return;
         }
+        if (o.sharded)  // the records that start in the shard's bytes of this file
+            shard_bytes(o.shard, check.file_size, f, o.range.start_byte, o.range.end_byte);
         sample(ti, path, f);
         RecordReader reader;
         if (!reader.open(fd, f, o.range)) {
@@ -320,7 +323,17 @@ int run_load(Options &o, const char *dict_path, const Dictionary &dict)
     std::string error;
     std::unique_ptr<Target> target;
     if (!o.csv.empty()) {
-        target = open_csv_target(o.csv, o.replace, error);
+        std::string suffix;
+        if (o.sharded)
+            suffix = "." + std::to_string(o.shard.k) + "-of-" + std::to_string(o.shard.n);
+        target = open_csv_target(o.csv, o.replace, error, suffix);
+    } else if (o.to_postgres) {
+        PgExisting existing = o.append ? PgExisting::append : o.replace ? PgExisting::replace : PgExisting::refuse;
+        target = open_postgres_target(o.postgres, existing, error);
+        if (!target) {  // the server refused the connection or the login
+            std::fprintf(stderr, "%s: %s\n", program, error.c_str());
+            return 2;
+        }
     } else {
         std::string file = o.sqlite;
         if (file.empty()) {

@@ -27,6 +27,7 @@ struct ColumnSpec {
   ValueKind kind = ValueKind::text;
   int digits = 0;            // most digits a value can have (integer, decimal)
   int scale = 0;             // digits behind the point; negative: zeros appended
+  int bytes = 0;             // bytes of the field in a record (a text has at most as many characters)
   int line = 0;              // dictionary line of the COLUMN row, for messages
 };
 
@@ -61,6 +62,8 @@ class Target {
 };
 
 // Opens a target; null with the reason in error when it cannot be opened.
-// CSV: one TABLE.csv per table in dir, or standard output for dir "-".
-std::unique_ptr<Target> open_csv_target(const std::string &dir, bool replace, std::string &error);
+// CSV: one TABLE.csv per table in dir, or standard output for dir "-"; a
+// suffix goes in front of ".csv" (a shard's files: TABLE.3-of-7.csv).
+std::unique_ptr<Target> open_csv_target(const std::string &dir, bool replace, std::string &error,
+                                        const std::string &suffix = "");
 std::unique_ptr<Target> open_sqlite_target(const std::string &file, bool replace, std::string &error);

@@ -19,6 +19,12 @@ fi
 if [ "${need_gtest:-0}" = 1 ] && ! command -v cobc >/dev/null 2>&1; then
     missing="$missing gnucobol"  # tarnmap-check is compared with GnuCOBOL
 fi
+if [ ! -f /usr/include/postgresql/libpq-fe.h ]; then
+    missing="$missing libpq-dev"  # tarnmap-load's PostgreSQL target
+fi
+if [ "${need_gtest:-0}" = 1 ] && ! ls /usr/lib/postgresql/*/bin/initdb >/dev/null 2>&1; then
+    missing="$missing postgresql"  # a throwaway server for the loader's tests
+fi
 if [ -n "$missing" ]; then
     if [ "$(id -u)" = 0 ]; then
         echo "Installing:$missing"

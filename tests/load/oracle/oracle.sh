@@ -6,7 +6,10 @@
 # Four variants: ASCII, EBCDIC, little-endian binaries, the wide binary sizes
 # (-h); and ASCII and EBCDIC again with the dictionary of tarnmap-check
 # --dictionary --compiler gnucobol, on every item it places, departures and
-# COMP-5 and leading signs included; SQLite read back must hold the CSV's values digit for digit.
+# COMP-5 and leading signs included; SQLite read back must hold the CSV's
+# values digit for digit, and so must PostgreSQL when the tests run a server
+# (TARNMAP_PG_STATE names the file with its connection string; without it
+# that pass is left out).
 # Usage: oracle.sh BUILD_DIR LOADER CACHE_DIR [COPYBOOK...], from the top of
 # the source tree; the compiled programs and their data stay in CACHE_DIR.
 # Exit status 77 (skipped) without cobc or without a loader.
@@ -26,6 +29,13 @@ mkdir -p "$cache"
 # The EBCDIC (code page 037) bytes of printable ASCII, from iconv.
 e95=$(awk 'BEGIN { for (c = 32; c < 127; c++) printf "%c", c }' | iconv -f ASCII -t IBM037 | od -An -tx1 | tr -d ' \n' | tr a-f A-F)
 failed=0 books=0 refused=0 values=0 unknown=0 twice=0 empty=0
+pg=""
+if [ -n "$TARNMAP_PG_STATE" ] && [ -f "$TARNMAP_PG_STATE" ] && command -v psql >/dev/null; then
+    pg=$(cat "$TARNMAP_PG_STATE")
+    PGOPTIONS="-c client_min_messages=warning" && export PGOPTIONS
+else
+    echo "oracle: no PostgreSQL server: the PostgreSQL pass is left out"
+fi
 
 # The one cleaning step before tarnmap reads a real source.
 clean() {
@@ -206,6 +216,20 @@ EOF
                 cmp -s "$tmp/csv.txt" "$tmp/sqlite.txt" ||
                     { echo "  $name $enc sqlite $t: differs from the CSV:"; diff "$tmp/csv.txt" "$tmp/sqlite.txt" | head -4; } >>"$tmp/wrong"
             done
+            # The same records in PostgreSQL, read back by COPY as CSV.
+            [ -n "$pg" ] || continue
+            (cd "$dir/$enc" && "$load" --postgres "$pg" --replace --encoding "$enc" --byte-order $order --float ieee-little "$tmp/dict-$name.csv") >"$tmp/load.txt" 2>&1
+            st=$?
+            [ $st -le 1 ] || { echo "  $name $enc postgres: tarnmap-load exit status $st:"; head -3 "$tmp/load.txt"; } >>"$tmp/wrong"
+            for f in "$out"/*.csv; do
+                [ -f "$f" ] || continue
+                t=$(basename "$f" .csv)
+                psql "$pg" -XAtq -c "COPY \"$t\" TO STDOUT (FORMAT csv, HEADER)" >"$tmp/pg.csv" 2>&1
+                fields "$f" >"$tmp/csv.txt"
+                fields "$tmp/pg.csv" >"$tmp/pg.txt"
+                cmp -s "$tmp/csv.txt" "$tmp/pg.txt" ||
+                    { echo "  $name $enc postgres $t: differs from the CSV:"; diff "$tmp/csv.txt" "$tmp/pg.txt" | head -4; } >>"$tmp/wrong"
+            done
         done
     done
     read -r v u <<EOF
@@ -218,5 +242,5 @@ done
 if [ $all = 1 ]; then
     for old in "$cache"/*; do grep -qxF "$old" "$tmp/used" || rm -rf "$old"; done
 fi
-echo "oracle: $books copybooks ($refused not compiled by GnuCOBOL, $empty without items, $twice refused by tarnmap-load), $values values equal, $unknown not compared, $failed wrong"
+echo "oracle: $books copybooks${pg:+ (CSV, SQLite and PostgreSQL)} ($refused not compiled by GnuCOBOL, $empty without items, $twice refused by tarnmap-load), $values values equal, $unknown not compared, $failed wrong"
 [ "$failed" = 0 ] && [ "$values" -gt 0 ]
