@@ -41,7 +41,7 @@ std::string render_line(const Elem &mark, const Elem *first, const Elem *end, bo
     }
     out = rtrim(out);
     if (out.empty())
-        out = " ";  // the converter counts a run of line ends as one line: keep every line counted
+        out.push_back(' ');  // the converter counts a run of line ends as one line: keep every line counted
     std::size_t p = out.find_first_not_of(' ');
     fits = fits && out.size() <= 72 && (p == std::string::npos || p >= 7 || (p == 6 && out[6] == '*'));
     return out;
