@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstring>
 #include <string_view>
+#include <unordered_set>
 
 #include "load/load.h"
 
@@ -159,6 +160,7 @@ std::string classify(const FieldRow &f, Column &c)
 bool read_dictionary(const char *text, size_t n, Dictionary &dict, std::string &error)
 {
     std::vector<FieldRow> fields;
+    std::vector<std::unordered_set<std::string>> names;  // the column names of each table
     std::vector<size_t> cursor;  // per file: index into fields behind the last FIELD matched
     bool have_db = false;
     std::string_view all(text, n);
@@ -241,6 +243,7 @@ bool read_dictionary(const char *text, size_t n, Dictionary &dict, std::string &
             if (t.spec.name.empty())
                 return fail("an empty table name");
             dict.tables.push_back(t);
+            names.emplace_back();
         } else {  // COLUMN: its table is the current one or the next of its name
             size_t ti = table_cursor;
             while (ti < dict.tables.size() && dict.tables[ti].spec.name != row.cols[2])
@@ -280,10 +283,14 @@ bool read_dictionary(const char *text, size_t n, Dictionary &dict, std::string &
                 line_no = fields[found].line;
                 return fail(why);
             }
-            for (const Column &other : t.columns)
-                if (other.spec.name == c.spec.name)
-                    return fail("column " + c.spec.name + " appears twice in table " + t.spec.name +
-                                " (a name cut at 64 characters?)");
+            // Two items of one name (in different groups, or names cut at 64
+            // characters) would be one column twice: the later one gets a suffix.
+            std::string name = c.spec.name;
+            for (int k = 2; !names[ti].insert(c.spec.name).second; k++)
+                c.spec.name = name + "_" + std::to_string(k);
+            if (c.spec.name != name)
+                dict.warnings.push_back(std::to_string(line_no) + ": column " + name + " appears twice in table " +
+                                        t.spec.name + "; this one loads as " + c.spec.name);
             t.columns.push_back(c);
             t.spec.columns.push_back(c.spec);
         }

@@ -123,6 +123,16 @@ grep -q "HDR: 4 records read, 1 row written, 1 taken by no --when" err || { echo
 same "X12345678" "$(cat rej)" "the record no selector takes is rejected"
 same "10.50 2.00" "$(sqlite3 f.db 'select DTL_AMOUNT from DTL' | tr '\n' ' ' | sed 's/ $//')" "selected rows"
 
+# Two items of one name in different groups: the later column gets a suffix, and a warning.
+dictionary twice '       01  DATES.
+           05  FROM-DATE.
+               10  MM         PIC XX.
+           05  TO-DATE.
+               10  MM         PIC XX.'
+printf '0112' >DATES
+expect 0 "column MM appears twice in table DATES; this one loads as MM_2" -- "$load" --csv - --table DATES twice.csv
+same "MM,MM_2|01,12|" "$(tr '\r\n' ' |' <out | tr -d ' ')" "a name twice"
+
 # EBCDIC, code page 037.
 printf '\360\360\360\361\301\323\311\303\305\100\000\022\064\134\360\361\362\304' >ACCT-REC
 expect 0 "" -- "$load" --encoding ebcdic --csv - --table ACCT_REC acct.csv
