@@ -104,8 +104,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
                     continue;
                 if (len > out.size())
                     __builtin_trap();
-                bool number = c.spec.kind == ValueKind::integer || c.spec.kind == ValueKind::decimal;
-                if (number && !exact_decimal(out.data(), len, c.spec.scale, c.spec.kind == ValueKind::integer))
+                bool number = c.sql.kind == ValueKind::integer || c.sql.kind == ValueKind::decimal;
+                if (number && !exact_decimal(out.data(), len, c.sql.scale, c.sql.kind == ValueKind::integer))
                     __builtin_trap();
             }
         }

@@ -92,7 +92,7 @@ Bad decode_zoned(const Decoder &d, const Column &c, const unsigned char *p, char
         }
         digits[k++] = static_cast<char>('0' + v);
     }
-    len = format_decimal(digits, k, negative, c.spec.scale, out);
+    len = format_decimal(digits, k, negative, c.sql.scale, out);
     return Bad::none;
 }
 
@@ -116,7 +116,7 @@ Bad decode_packed(const Decoder &d, const Column &c, const unsigned char *p, cha
     unsigned sign = p[n - 1] & 0xFu;
     if (sign < 0xA)
         return why_not_number(d, p, n, Bad::bad_sign);
-    len = format_decimal(digits, k, sign == 0xB || sign == 0xD, c.spec.scale, out);
+    len = format_decimal(digits, k, sign == 0xB || sign == 0xD, c.sql.scale, out);
     return Bad::none;
 }
 
@@ -142,7 +142,7 @@ Bad decode_binary(const Decoder &d, const Column &c, const unsigned char *p, cha
     }
     char digits[24];
     auto r = std::to_chars(digits, digits + sizeof digits, v);
-    len = format_decimal(digits, static_cast<size_t>(r.ptr - digits), negative, c.spec.scale, out);
+    len = format_decimal(digits, static_cast<size_t>(r.ptr - digits), negative, c.sql.scale, out);
     return Bad::none;
 }
 
@@ -200,7 +200,7 @@ Bad decode_packed_nosign(const Decoder &d, const Column &c, const unsigned char 
         digits[2 * i] = static_cast<char>('0' + (p[i] >> 4));
         digits[2 * i + 1] = static_cast<char>('0' + (p[i] & 0xFu));
     }
-    len = format_decimal(digits, 2 * size_t{c.size}, false, c.spec.scale, out);
+    len = format_decimal(digits, 2 * size_t{c.size}, false, c.sql.scale, out);
     return Bad::none;
 }
 
@@ -268,14 +268,14 @@ const char *bad_name(Bad b)
 // Room for the digits, the sign, the point, the zeros a scale adds, and working space.
 size_t value_capacity(const Column &c)
 {
-    switch (c.spec.kind) {
+    switch (c.sql.kind) {
     case ValueKind::text: return 4 * size_t{c.size};
     case ValueKind::real:
     case ValueKind::timestamp: return 40;
     default: break;
     }
-    size_t scale = static_cast<size_t>(c.spec.scale < 0 ? -c.spec.scale : c.spec.scale);
-    size_t digits = static_cast<size_t>(c.spec.digits) > c.size * 2 ? static_cast<size_t>(c.spec.digits) : c.size * 2;
+    size_t scale = static_cast<size_t>(c.sql.scale < 0 ? -c.sql.scale : c.sql.scale);
+    size_t digits = static_cast<size_t>(c.sql.digits) > c.size * 2 ? static_cast<size_t>(c.sql.digits) : c.size * 2;
     // Twice the text: the digits are gathered in the upper half.
     return 2 * (digits + scale + 24);
 }

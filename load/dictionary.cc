@@ -131,15 +131,15 @@ std::string classify(const FieldRow &f, Column &c)
     c.is_signed = t->is_signed;
     c.offset = static_cast<uint32_t>(f.offset);
     c.size = static_cast<uint32_t>(f.size);
-    c.spec.bytes = f.size;
-    c.spec.scale = f.scale;
+    c.sql.bytes = f.size;
+    c.sql.scale = f.scale;
     int digits = f.size;
     switch (t->storage) {
-    case Storage::string: c.spec.kind = ValueKind::text; c.spec.scale = 0; return "";
-    case Storage::ieee_or_hex_double: c.spec.kind = ValueKind::real; c.spec.scale = 0; return "";
-    case Storage::ieee_or_hex_single: c.spec.kind = ValueKind::real; c.spec.scale = 0; return "";
+    case Storage::string: c.sql.kind = ValueKind::text; c.sql.scale = 0; return "";
+    case Storage::ieee_or_hex_double: c.sql.kind = ValueKind::real; c.sql.scale = 0; return "";
+    case Storage::ieee_or_hex_single: c.sql.kind = ValueKind::real; c.sql.scale = 0; return "";
     case Storage::packed_nosign: digits = 2 * f.size; break;
-    case Storage::vmsdate: c.spec.kind = ValueKind::timestamp; c.spec.scale = 0; return "";
+    case Storage::vmsdate: c.sql.kind = ValueKind::timestamp; c.sql.scale = 0; return "";
     case Storage::trailing_separate:
     case Storage::leading_separate: digits = f.size > 0 ? f.size - 1 : 0; break;
     case Storage::packed: digits = 2 * f.size - 1; break;
@@ -148,9 +148,9 @@ std::string classify(const FieldRow &f, Column &c)
     }
     if (f.scale < -99 || f.scale > 99)
         return "scale " + std::to_string(f.scale) + " out of range";
-    c.spec.digits = digits;
+    c.sql.digits = digits;
     bool whole = f.scale < 0 ? digits - f.scale <= 18 : f.scale == 0 && (digits <= 18 || t->width > 0);
-    c.spec.kind = whole ? ValueKind::integer : ValueKind::decimal;
+    c.sql.kind = whole ? ValueKind::integer : ValueKind::decimal;
     return "";
 }
 
@@ -232,35 +232,35 @@ bool read_dictionary(const char *text, size_t n, Dictionary &dict, std::string &
             dict.directory = row.cols[2];
         } else if (kind == "TABLE") {
             Table t;
-            t.spec.name = row.cols[2];
-            t.spec.line = line_no;
+            t.sql.name = row.cols[2];
+            t.sql.line = line_no;
             t.path = row.cols[5];
             for (size_t i = 0; i < dict.files.size(); i++)
                 if (dict.files[i].name == row.cols[4])
                     t.file = static_cast<int>(i);
             if (t.file < 0)
                 return fail("no FILE row for file \"" + std::string(row.cols[4]) + "\"");
-            if (t.spec.name.empty())
+            if (t.sql.name.empty())
                 return fail("an empty table name");
             dict.tables.push_back(t);
             names.emplace_back();
         } else {  // COLUMN: its table is the current one or the next of its name
             size_t ti = table_cursor;
-            while (ti < dict.tables.size() && dict.tables[ti].spec.name != row.cols[2])
+            while (ti < dict.tables.size() && dict.tables[ti].sql.name != row.cols[2])
                 ti++;
             if (ti == dict.tables.size())
-                for (ti = 0; ti < dict.tables.size() && dict.tables[ti].spec.name != row.cols[2];)
+                for (ti = 0; ti < dict.tables.size() && dict.tables[ti].sql.name != row.cols[2];)
                     ti++;
             if (ti == dict.tables.size())
                 return fail("no TABLE row for table \"" + std::string(row.cols[2]) + "\"");
             table_cursor = ti;
             Table &t = dict.tables[ti];
             Column c;
-            c.spec.name = row.cols[3];
-            c.spec.sql_type = row.cols[5];
-            c.spec.sql_length = number(row.cols[6]);
-            c.spec.line = line_no;
-            if (c.spec.name.empty())
+            c.sql.name = row.cols[3];
+            c.sql.sql_type = row.cols[5];
+            c.sql.sql_length = number(row.cols[6]);
+            c.sql.line = line_no;
+            if (c.sql.name.empty())
                 return fail("an empty column name");
             // The FIELD row of the item: the next of its name in the file, else the first.
             const std::string &file = dict.files[static_cast<size_t>(t.file)].name;
@@ -274,7 +274,7 @@ bool read_dictionary(const char *text, size_t n, Dictionary &dict, std::string &
                     }
             if (found == fields.size()) {
                 dict.warnings.push_back(std::to_string(line_no) + ": no FIELD row for item \"" +
-                                        std::string(row.cols[4]) + "\"; column " + c.spec.name + " left out");
+                                        std::string(row.cols[4]) + "\"; column " + c.sql.name + " left out");
                 continue;
             }
             at = found + 1;
@@ -285,14 +285,14 @@ bool read_dictionary(const char *text, size_t n, Dictionary &dict, std::string &
             }
             // Two items of one name (in different groups, or names cut at 64
             // characters) would be one column twice: the later one gets a suffix.
-            std::string name = c.spec.name;
-            for (int k = 2; !names[ti].insert(c.spec.name).second; k++)
-                c.spec.name = name + "_" + std::to_string(k);
-            if (c.spec.name != name)
+            std::string name = c.sql.name;
+            for (int k = 2; !names[ti].insert(c.sql.name).second; k++)
+                c.sql.name = name + "_" + std::to_string(k);
+            if (c.sql.name != name)
                 dict.warnings.push_back(std::to_string(line_no) + ": column " + name + " appears twice in table " +
-                                        t.spec.name + "; this one loads as " + c.spec.name);
+                                        t.sql.name + "; this one loads as " + c.sql.name);
             t.columns.push_back(c);
-            t.spec.columns.push_back(c.spec);
+            t.sql.columns.push_back(c.sql);
         }
     }
     if (!have_db) {

@@ -31,7 +31,7 @@ enum class Storage {
 
 // One column: where its bytes lie and how to read them.
 struct Column {
-    ColumnSpec spec;
+    ColumnSpec sql;             // the column as a target sees it
     Storage storage = Storage::string;
     bool is_signed = false;   // binary kinds
     bool little = false;      // -LE types: little-endian whatever --byte-order says
@@ -47,7 +47,7 @@ struct FileDef {
 };
 
 struct Table {
-    TableSpec spec;             // name and the columns as the target sees them
+    TableSpec sql;              // name and the columns as the target sees them
     std::vector<Column> columns;
     int file = -1;              // index into Dictionary::files
     std::string path;           // column 6 of the TABLE row

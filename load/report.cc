@@ -25,9 +25,9 @@ void print_report(std::FILE *out, const std::vector<TableAccount> &accounts, con
             const ColumnAccount &c = t.columns[k];
             if (c.bad == 0)
                 continue;
-            const ColumnSpec &spec = tables[i].spec.columns[k];
+            const ColumnSpec &col = tables[i].sql.columns[k];
             std::fprintf(out, "  %s.%s (dictionary line %d): %llu bad value%s, loaded as NULL (first: %s), record%s",
-                         t.name.c_str(), spec.name.c_str(), spec.line, static_cast<unsigned long long>(c.bad),
+                         t.name.c_str(), col.name.c_str(), col.line, static_cast<unsigned long long>(c.bad),
                          c.bad == 1 ? "" : "s", bad_name(c.first_reason), c.bad == 1 ? "" : "s");
             size_t shown = c.bad < 5 ? static_cast<size_t>(c.bad) : 5;
             for (size_t r = 0; r < shown; r++)

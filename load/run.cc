@@ -171,7 +171,7 @@ struct Runner {
                 std::fprintf(stderr,
                              "%s: %s:%d: %s.%s is invalid in %llu of the first %llu records (%s): the layout is "
                              "likely shifted there; tarnmap-check on the source says why\n",
-                             program, dict_path, c.spec.line, t.spec.name.c_str(), c.spec.name.c_str(),
+                             program, dict_path, c.sql.line, t.sql.name.c_str(), c.sql.name.c_str(),
                              static_cast<unsigned long long>(a.columns[i].bad),
                              static_cast<unsigned long long>(sampled), bad_name(a.columns[i].first_reason));
         }
@@ -190,14 +190,14 @@ struct Runner {
         int fd = open(path.c_str(), O_RDONLY);
         if (fd < 0) {
             std::fprintf(stderr, "%s: %s: %s (table %s, dictionary line %d)\n", program, path.c_str(),
-                         std::strerror(errno), t.spec.name.c_str(), t.spec.line);
+                         std::strerror(errno), t.sql.name.c_str(), t.sql.line);
             raise(2);
             return;
         }
         FrameCheck check = check_framing(fd, f);
         if (!check.ok) {
             std::fprintf(stderr, "%s: %s: %s: %s; table %s not loaded\n", program, path.c_str(),
-                         framing_name(f).c_str(), check.error.c_str(), t.spec.name.c_str());
+                         framing_name(f).c_str(), check.error.c_str(), t.sql.name.c_str());
             close(fd);
             raise(2);
             return;
@@ -211,8 +211,8 @@ struct Runner {
             raise(2);
             return;
         }
-        if (!target->begin_table(t.spec)) {
-            std::fprintf(stderr, "%s: %s:%d: table %s: %s\n", program, dict_path, t.spec.line, t.spec.name.c_str(),
+        if (!target->begin_table(t.sql)) {
+            std::fprintf(stderr, "%s: %s:%d: table %s: %s\n", program, dict_path, t.sql.line, t.sql.name.c_str(),
                          target->error.c_str());
             target->abort();
             raise(3);
@@ -226,7 +226,7 @@ struct Runner {
             a.records++;
             if (tty && (a.records & 0xFFFF) == 0 && time(nullptr) != shown) {
                 shown = time(nullptr);
-                std::fprintf(stderr, "\r%s: %s: %llu records, %.0f%%", program, t.spec.name.c_str(),
+                std::fprintf(stderr, "\r%s: %s: %llu records, %.0f%%", program, t.sql.name.c_str(),
                              static_cast<unsigned long long>(a.records),
                              check.file_size ? 100.0 * static_cast<double>(rec.offset) / static_cast<double>(check.file_size) : 100.0);
             }
@@ -243,7 +243,7 @@ struct Runner {
                 reject(rec, f);
             }
             if (!target->row(row.values.data())) {
-                std::fprintf(stderr, "%s%s: table %s: %s\n", tty ? "\r\033[K" : "", program, t.spec.name.c_str(),
+                std::fprintf(stderr, "%s%s: table %s: %s\n", tty ? "\r\033[K" : "", program, t.sql.name.c_str(),
                              target->error.c_str());
                 target->abort();
                 raise(3);
@@ -255,13 +255,13 @@ struct Runner {
             std::fprintf(stderr, "\r\033[K");
         if (!reader.error.empty()) {
             std::fprintf(stderr, "%s: %s: %s; table %s not loaded\n", program, path.c_str(), reader.error.c_str(),
-                         t.spec.name.c_str());
+                         t.sql.name.c_str());
             target->abort();
             raise(2);
             return;
         }
         if (!target->commit()) {
-            std::fprintf(stderr, "%s: table %s: %s\n", program, t.spec.name.c_str(), target->error.c_str());
+            std::fprintf(stderr, "%s: table %s: %s\n", program, t.sql.name.c_str(), target->error.c_str());
             target->abort();
             raise(3);
             return;
@@ -280,7 +280,7 @@ int run_load(Options &o, const char *dict_path, const Dictionary &dict)
     Runner r{o, dict_path, dict, nullptr, nullptr, 0, {}, {}};
     auto table_named = [&](const std::string &name) {
         for (size_t i = 0; i < dict.tables.size(); i++)
-            if (dict.tables[i].spec.name == name)
+            if (dict.tables[i].sql.name == name)
                 return static_cast<int>(i);
         return -1;
     };
@@ -310,13 +310,13 @@ int run_load(Options &o, const char *dict_path, const Dictionary &dict)
         for (char &ch : wanted)
             ch = ch == '-' ? '_' : ch;
         for (size_t i = 0; i < t.columns.size(); i++)
-            if (t.columns[i].spec.name == s.column || t.columns[i].spec.name == wanted)
+            if (t.columns[i].sql.name == s.column || t.columns[i].sql.name == wanted)
                 s.column_index = static_cast<int>(i);
         if (s.column_index < 0) {
             std::fprintf(stderr, "%s: --when: table %s has no column %s\n", program, s.table.c_str(), s.column.c_str());
             return 2;
         }
-        if (t.columns[static_cast<size_t>(s.column_index)].spec.kind != ValueKind::text)
+        if (t.columns[static_cast<size_t>(s.column_index)].sql.kind != ValueKind::text)
             for (std::string &v : s.values)
                 v = normal_number(v);
     }
@@ -359,21 +359,21 @@ int run_load(Options &o, const char *dict_path, const Dictionary &dict)
     std::vector<bool> file_seen(dict.files.size()), done(dict.tables.size());
     for (size_t ti : order) {
         const Table &t = dict.tables[ti];
-        r.accounts[ti].name = t.spec.name;
+        r.accounts[ti].name = t.sql.name;
         r.accounts[ti].columns.resize(t.columns.size());
         if (done[ti])
             continue;
         done[ti] = true;
-        int first = table_named(t.spec.name);
+        int first = table_named(t.sql.name);
         if (static_cast<size_t>(first) != ti) {
             std::fprintf(stderr, "%s: %s:%d: a second table %s (the first at line %d) is not loaded\n", program,
-                         dict_path, t.spec.line, t.spec.name.c_str(), dict.tables[static_cast<size_t>(first)].spec.line);
+                         dict_path, t.sql.line, t.sql.name.c_str(), dict.tables[static_cast<size_t>(first)].sql.line);
             r.raise(2);
             continue;
         }
         if (t.columns.empty()) {
             std::fprintf(stderr, "%s: %s:%d: table %s has no columns; not loaded\n", program, dict_path,
-                         t.spec.line, t.spec.name.c_str());
+                         t.sql.line, t.sql.name.c_str());
             continue;
         }
         bool first_of_file = !file_seen[static_cast<size_t>(t.file)];

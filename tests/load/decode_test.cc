@@ -173,17 +173,17 @@ TEST(Decode, KnownAnswers)
 // Which values stay exact integers in a database, which become exact decimal text.
 TEST(Decode, KindFromDigitsAndScale)
 {
-    EXPECT_EQ(column("PACKED", 10, 0).spec.kind, ValueKind::decimal);   // 19 digits
-    EXPECT_EQ(column("PACKED", 9, 0).spec.kind, ValueKind::integer);    // 17 digits
-    EXPECT_EQ(column("ZONED", 18, 0).spec.kind, ValueKind::integer);
-    EXPECT_EQ(column("ZONED", 19, 0).spec.kind, ValueKind::decimal);
-    EXPECT_EQ(column("ZONED", 16, -2).spec.kind, ValueKind::integer);
-    EXPECT_EQ(column("ZONED", 17, -2).spec.kind, ValueKind::decimal);
-    EXPECT_EQ(column("ZONED", 3, 1).spec.kind, ValueKind::decimal);
-    EXPECT_EQ(column("QUADWORD", 8, 0).spec.kind, ValueKind::integer);
-    EXPECT_EQ(column("QUADWORD", 8, 2).spec.kind, ValueKind::decimal);
-    EXPECT_EQ(column("DOUBLE", 8, 0).spec.kind, ValueKind::real);
-    EXPECT_EQ(column("VMSDATE8", 8, 0).spec.kind, ValueKind::timestamp);
+    EXPECT_EQ(column("PACKED", 10, 0).sql.kind, ValueKind::decimal);   // 19 digits
+    EXPECT_EQ(column("PACKED", 9, 0).sql.kind, ValueKind::integer);    // 17 digits
+    EXPECT_EQ(column("ZONED", 18, 0).sql.kind, ValueKind::integer);
+    EXPECT_EQ(column("ZONED", 19, 0).sql.kind, ValueKind::decimal);
+    EXPECT_EQ(column("ZONED", 16, -2).sql.kind, ValueKind::integer);
+    EXPECT_EQ(column("ZONED", 17, -2).sql.kind, ValueKind::decimal);
+    EXPECT_EQ(column("ZONED", 3, 1).sql.kind, ValueKind::decimal);
+    EXPECT_EQ(column("QUADWORD", 8, 0).sql.kind, ValueKind::integer);
+    EXPECT_EQ(column("QUADWORD", 8, 2).sql.kind, ValueKind::decimal);
+    EXPECT_EQ(column("DOUBLE", 8, 0).sql.kind, ValueKind::real);
+    EXPECT_EQ(column("VMSDATE8", 8, 0).sql.kind, ValueKind::timestamp);
 }
 
 TEST(Decode, CodePageNames)
@@ -220,7 +220,7 @@ TEST(Dictionary, RowsAndErrors)
     EXPECT_TRUE(d.files[0].variable);
     ASSERT_EQ(d.tables[0].columns.size(), 2u);
     EXPECT_EQ(d.tables[0].columns[0].offset, 4u);
-    EXPECT_EQ(d.tables[0].columns[0].spec.scale, 2);
+    EXPECT_EQ(d.tables[0].columns[0].sql.scale, 2);
     EXPECT_EQ(d.tables[0].columns[1].storage, Storage::string);
 
     struct Bad { std::string text, error; } bad[] = {
@@ -261,7 +261,7 @@ TEST(Dictionary, ColumnWithoutField)
     std::string error;
     ASSERT_TRUE(read_dictionary(text.data(), text.size(), d, error)) << error;
     ASSERT_EQ(d.tables[0].columns.size(), 1u);
-    EXPECT_EQ(d.tables[0].columns[0].spec.name, "A");
+    EXPECT_EQ(d.tables[0].columns[0].sql.name, "A");
     ASSERT_EQ(d.warnings.size(), 1u);
     EXPECT_EQ(d.warnings[0].substr(0, 33), "5: no FIELD row for item \"FILLER-");
 }
