@@ -22,6 +22,7 @@
 
 #include "check/check.h"
 #include "dictionary/dictionary.h"
+#include "fuzz/repeated_rows.h"
 #include "grammar.hh"
 #include "layout/layout.h"
 #include "parser/parser.h"
@@ -54,27 +55,6 @@ bool guarded(Stage stage)
     stage();
     running = false;
     return true;
-}
-
-// Rows the expansion of repeated items would write, up to `limit`.
-std::uint64_t repeated_rows(std::uint64_t limit)
-{
-    std::uint64_t rows = 0;
-    for (const FileDef *file = state.files; file != nullptr; file = file->next) {
-        std::vector<std::pair<std::int32_t, std::uint64_t>> open;  // level, occurrences
-        for (const FieldDef *f = file->fields; f != nullptr; f = f->next) {
-            while (!open.empty() && f->level <= open.back().first)
-                open.pop_back();
-            std::uint64_t times = open.empty() ? 1 : open.back().second;
-            if (f->occurs > 1) {
-                times = std::min(limit, times * static_cast<std::uint64_t>(f->occurs));
-                open.emplace_back(f->level, times);
-            }
-            if ((rows += times) >= limit)
-                return limit;
-        }
-    }
-    return rows;
 }
 
 // Back to the state a new process starts in.

@@ -26,6 +26,7 @@
 #include <string>
 #include <vector>
 
+#include "fuzz/repeated_rows.h"
 #include "grammar.hh"
 #include "layout/layout.h"
 #include "model/model.h"
@@ -68,28 +69,6 @@ std::vector<std::string> arguments(std::uint8_t options)
         args.insert(args.end(), {"-o", dir + "/out.csv"});
     args.push_back(options & 0x80 ? "-" : dir + "/src.cbl");
     return args;
-}
-
-// The rows the expansion of repeated items would write for the model, up to
-// `limit`: each item once for every occurrence of the items that hold it.
-std::uint64_t repeated_rows(std::uint64_t limit)
-{
-    std::uint64_t rows = 0;
-    for (const FileDef *file = state.files; file != nullptr; file = file->next) {
-        std::vector<std::pair<std::int32_t, std::uint64_t>> open;  // level, occurrences
-        for (const FieldDef *f = file->fields; f != nullptr; f = f->next) {
-            while (!open.empty() && f->level <= open.back().first)
-                open.pop_back();
-            std::uint64_t times = open.empty() ? 1 : open.back().second;
-            if (f->occurs > 1) {
-                times = std::min(limit, times * static_cast<std::uint64_t>(f->occurs));
-                open.emplace_back(f->level, times);
-            }
-            if ((rows += times) >= limit)
-                return limit;
-        }
-    }
-    return rows;
 }
 
 // Back to the state a new process starts in.
