@@ -204,18 +204,21 @@ TEST(Dictionary, RowsAndErrors)
 {
     const std::string good =
         "\"FILE\",\"F\",\"INDEXED\",\"VARIABLE\",12\n"
+        "\"FILE\",\"G\",\"INDEXED\",\"FIXED\",3\n"
         "\"FIELD\",\"F\",\"A\",\"STRING\",0,4,4,0,0,\"\",\"x\",\"y\"\n"
         "\"FIELD\",\"F\",\"B\",\"PACKED\",4,3,6,2,0,\"\",\"\"\n"
         "\"DB\",\"D\"B\",\"/data, old\",\"DISAM\",\"\"\n"
         "\"TABLE\",\"D\"B\",\"T\",\"TABLE\",\"F\",\"a \"b\", c.dat\",\"\"\n"
         "\"COLUMN\",\"D\"B\",\"T\",\"B\",\"B\",\"DOUBLE\",8,1,1,\"\"\n"
-        "\"COLUMN\",\"D\"B\",\"T\",\"A\",\"A\",\"VARCHAR\",4,1,1,\"x\",\"y\"\n";
+        "\"COLUMN\",\"D\"B\",\"T\",\"A\",\"A\",\"VARCHAR\",4,1,1,\"x\",\"y\"\n"
+        "\"TABLE\",\"D\"B\",\"U\",\"TABLE\",\"G\",\"g.dat\",\"\"\n";
     Dictionary d;
     std::string error;
     ASSERT_TRUE(read_dictionary(good.data(), good.size(), d, error)) << error;
     EXPECT_EQ(d.db_name, "D\"B");
     EXPECT_EQ(d.directory, "/data, old");
-    ASSERT_EQ(d.tables.size(), 1u);
+    ASSERT_EQ(d.tables.size(), 2u);
+    EXPECT_EQ(d.tables[1].file, 1);  // the second file's table
     EXPECT_EQ(d.tables[0].path, "a \"b\", c.dat");
     EXPECT_TRUE(d.files[0].variable);
     ASSERT_EQ(d.tables[0].columns.size(), 2u);
@@ -238,6 +241,7 @@ TEST(Dictionary, RowsAndErrors)
          "2: WORD takes 2 bytes, not 4"},
         {std::string("\"DB\",\"D\0\",\"\",\"DISAM\",\"\"\n", 22), "1: a NUL byte"},
         {"\"FILE\",\"F\",\"INDEXED\",\"FIXED\",4\n", "1: no DB row"},
+        {"\"FILE\",\"F\",\"INDEXED\",\"FIXED\",1234567890\n", "1: a FILE row needs 5 columns"},
     };
     for (const auto &b : bad) {
         Dictionary x;
