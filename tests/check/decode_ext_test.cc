@@ -40,7 +40,7 @@ const Case cases[] = {
     {"WORD-LE", 0, B("\xFE\xFF"), "-2", true, false},
     {"UWORD-LE", 0, B("\xFE\xFF"), "65534", false, false},
     {"LONGWORD-LE", 2, B("\x39\x30\x00\x00"), "123.45", false, false},
-    {"ULONG-LE", 0, B("\xFF\xFF\xFF\xFF"), "4294967295", false, false},
+    {"ULONG-LE", 0, B("\xFE\xFF\xFF\xFF"), "4294967294", false, false},
     {"QUADWORD-LE", 0, B("\x01\x00\x9C\x58\x4C\x49\x1F\xF2"), "-999999999999999999", false, false},
 };
 
