@@ -10,7 +10,8 @@
 # over each other, and rows with an unknown layout) and of every copybook
 # under examples/; 01 records and FILLERs, which it cannot name, are left
 # out. For the copybooks, the dictionary side must also be tarnmap -r -f's
-# FIELD rows, and a reason must stand exactly where the two layouts differ;
+# FIELD rows, and a reason must stand exactly where the two layouts differ
+# or, where they agree, --dictionary types the item otherwise than tarnmap;
 # and the FIELD rows of tarnmap-check --dictionary must give GnuCOBOL's layout,
 # each row tarnmap's where tarnmap places the item alike. Rows run with
 # --compiler gnucobol but for the IBM ones, which are known answers.
