@@ -1,7 +1,8 @@
 // tarnmap-check: the records the converter has read, laid out a second time
 // by a COBOL compiler's storage rules (IBM Enterprise COBOL's, or GnuCOBOL's
 // with cobc -std=ibm), and the items whose dictionary offset or size
-// differs, each with the first departure that causes it.
+// differs, each with the first departure that causes it, or whose bytes the
+// dictionary's storage type reads otherwise than the compiler stores them.
 #pragma once
 
 #include <cstdint>
@@ -77,6 +78,11 @@ struct Record {
 // before the end of the source; `dropped` the lines of its syntax errors,
 // each of which drops an entry.
 std::vector<Record> check_records(bool hpux, bool stopped, const std::vector<int> &dropped, Compiler compiler);
+
+// The storage type a compiler gives an elementary item laid out at its
+// compiler size (item.size); the dictionary's own where they agree, and none
+// where neither has one. --dictionary writes it; the report compares it.
+TypeName compiler_storage_type(const CheckItem &item, Compiler compiler);
 
 // Puts every item of `records` where the compiler stores it, in the model the
 // converter's writer reads: offset, size, occurrences, storage type and the

@@ -225,10 +225,7 @@ int apply_record(const Record &record, Compiler compiler, const char *path)
             field->size = item.size;
             continue;
         }
-        // A COMP-1 without a PICTURE has no type in the dictionary, but a compiler stores it.
-        TypeName type = field->type_name;
-        if (type != TypeName::none || kind_of(item.usage) == Kind::float4)
-            type = compiler_type(item, item.size, compiler);
+        TypeName type = compiler_storage_type(item, compiler);
         if (type == field->type_name && item.size == field->size)
             continue;
         field->display_size = display_size(type, item.size);
@@ -240,6 +237,15 @@ int apply_record(const Record &record, Compiler compiler, const char *path)
 }
 
 }  // namespace
+
+// A COMP-1 without a PICTURE has no type in the dictionary, but a compiler stores it.
+TypeName compiler_storage_type(const CheckItem &item, Compiler compiler)
+{
+    TypeName type = item.field->type_name;
+    if (type != TypeName::none || kind_of(item.usage) == Kind::float4)
+        type = compiler_type(item, item.size, compiler);
+    return type;
+}
 
 int apply_compiler_layout(std::vector<Record> &records, Compiler compiler, const char *path)
 {

@@ -1,6 +1,7 @@
 // The compiler's side of tarnmap-check: how IBM Enterprise COBOL, or GnuCOBOL
 // (cobc -std=ibm), sizes and places every item of a record, and which
 // departure of the dictionary from it explains each item that differs.
+#include <algorithm>
 #include <cctype>
 #include <cstring>
 #include <map>
@@ -14,6 +15,30 @@ namespace {
 std::string line_of(const CheckItem &item)
 {
     return item.field->name.c_str() + std::string(" (line ") + std::to_string(item.notes->line) + ")";
+}
+
+// Whether a loader that reads `dictionary` gets other values than a compiler
+// stored as `compiler`. A little-endian COMP-2 is not counted: the loader's
+// float option reads every DOUBLE of a file in that byte order.
+bool reads_otherwise(TypeName dictionary, TypeName compiler)
+{
+    return dictionary != compiler && !(dictionary == TypeName::double_float && compiler == TypeName::double_float_le);
+}
+
+// Why the dictionary's storage type of an item misreads what a compiler stores, in words.
+std::string type_reason(const CheckItem &item, TypeName type)
+{
+    std::string usage = item.usage != nullptr ? item.usage : "DISPLAY";
+    const char *dictionary = type_text(item.field->type_name);
+    if (type == TypeName::leading_overpunched && item.field->type_name == TypeName::trailing_overpunched)
+        return "S with SIGN LEADING on " + line_of(item) +
+               ": the dictionary reads the sign from the last byte, a compiler stores it in the first";
+    std::string name = type_text(type);
+    if (name == std::string(dictionary) + "-LE")
+        return usage + " on " + line_of(item) + ": GnuCOBOL stores it little-endian, the dictionary's " + dictionary +
+               " is big-endian";
+    return usage + " on " + line_of(item) + ": a compiler stores it as " + name + ", the dictionary reads it as " +
+           dictionary;
 }
 
 bool has_lower(const char *text)
@@ -426,6 +451,29 @@ struct RecordWork {
         }
         for (int i = 0; i < n; ++i)
             items()[i].cause = differs(i) ? cause_of(i, first_own, next_own) : -1;
+        // Where the layouts agree the bytes may still be read otherwise.
+        for (int i = 0; i < n; ++i) {
+            CheckItem &item = items()[i];
+            if (item.cause >= 0 || item.group || item.level == 66)
+                continue;
+            TypeName type = compiler_storage_type(item, compiler);
+            if (reads_otherwise(item.field->type_name, type))
+                item.cause = depart(i, type_reason(item, type));
+        }
+        // Named in the order of the items they are about, those found last too.
+        std::vector<Departure> &found = record.departures;
+        std::vector<int> order(found.size()), rank(found.size());
+        for (std::size_t d = 0; d < found.size(); ++d)
+            order[d] = static_cast<int>(d);
+        std::stable_sort(order.begin(), order.end(), [&](int a, int b) { return found[a].item < found[b].item; });
+        std::vector<Departure> sorted;
+        for (int d : order) {
+            rank[static_cast<std::size_t>(d)] = static_cast<int>(sorted.size());
+            sorted.push_back(found[static_cast<std::size_t>(d)]);
+        }
+        found = sorted;
+        for (CheckItem &item : items())
+            item.cause = item.cause >= 0 ? rank[static_cast<std::size_t>(item.cause)] : -1;
     }
 };
 

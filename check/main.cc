@@ -1,7 +1,7 @@
 // tarnmap-check: reads a COBOL source as tarnmap does, lays out every record
 // a second time by a compiler's storage rules, and reports the items whose
-// dictionary offset or size differs, grouped under the departure that causes
-// them; or (--dictionary) writes the dictionary of the compiler's layout.
+// dictionary offset, size or storage type differs, grouped under the departure
+// that causes them; or (--dictionary) writes the dictionary of the compiler's layout.
 // Exit status 0 when all agree, 1 when some differ, 2 on trouble.
 #include <setjmp.h>
 #include <unistd.h>
@@ -172,9 +172,9 @@ int read_options(int argc, char **argv, Options &options)
             usage(stdout);
             std::puts("Lays out the records of a COBOL source as tarnmap reads them, a second time by a\n"
                       "compiler's storage rules (IBM Enterprise COBOL, or GnuCOBOL's cobc -std=ibm), and\n"
-                      "lists the items whose dictionary offset or size differs; --dictionary writes\n"
-                      "tarnmap's dictionary with every item where that compiler stores it. -t, -r, -h,\n"
-                      "-f, -s and -o as for tarnmap; --csv writes CSV; --all lists every item.\n"
+                      "lists the items whose dictionary offset, size or storage type differs; --dictionary\n"
+                      "writes tarnmap's dictionary with every item where that compiler stores it. -t, -r,\n"
+                      "-h, -f, -s and -o as for tarnmap; --csv writes CSV; --all lists every item.\n"
                       "Exit status: 0 all agree, 1 some differ, 2 trouble. See tarnmap-check(1).");
             return 1;
         }

@@ -40,11 +40,28 @@ EOF
 expect 1 "$tmp/all" --all -t "$tmp/src.cpy"
 cat >"$tmp/csv" <<'EOF'
 file,record,item,line,dictionary_offset,dictionary_size,compiler_offset,compiler_size,reason
+R,R,A,2,0,4,0,4,"S with SIGN LEADING on A (line 2): the dictionary reads the sign from the last byte, a compiler stores it in the first"
 R,R,C,4,5,2,5,4,"the PICTURE Z(3)9 of C (line 4) is 4 bytes to a compiler, 2 in the dictionary, which counts a repeat count only behind 9, A or X"
 R,R,D,5,7,1,9,1,"the PICTURE Z(3)9 of C (line 4) is 4 bytes to a compiler, 2 in the dictionary, which counts a repeat count only behind 9, A or X"
 EOF
 sed 's/SIGN LEADING SEPARATE/SIGN LEADING/' "$tmp/src.cpy" >"$tmp/lead.cpy"
 expect 1 "$tmp/csv" -t --csv - <"$tmp/lead.cpy"
+# An item whose bytes are read otherwise, though it lies where a compiler puts it,
+# is named in source order before a departure found first.
+cat >"$tmp/lead" <<'EOF'
+file R, record R
+  S with SIGN LEADING on A (line 2): the dictionary reads the sign from the last byte, a compiler stores it in the first:
+    A                              line 2      dictionary 0+4        compiler 0+4
+  the PICTURE Z(3)9 of C (line 4) is 4 bytes to a compiler, 2 in the dictionary, which counts a repeat count only behind 9, A or X:
+    C                              line 4      dictionary 5+2        compiler 5+4
+    D                              line 5      dictionary 7+1        compiler 9+1
+3 of 4 items differ from a compiler's layout
+EOF
+expect 1 "$tmp/lead" -t "$tmp/lead.cpy"
+# A little-endian native item alone makes the items differ under GnuCOBOL, not under IBM's rules.
+printf '       01 R.\n       05 A PIC S9(4) COMP-5.\n       05 B PIC X.\n' >"$tmp/native.cpy"
+expect 1 - --compiler gnucobol -t "$tmp/native.cpy"
+expect 0 - --compiler ibm -t "$tmp/native.cpy"
 # The plain report: an item under the first departure that moves or resizes
 # it, a group under its member's; a departure whose items stand under an
 # earlier one still named. A relative name with a dash is a file.

@@ -10,7 +10,8 @@
 # over each other, and rows with an unknown layout) and of every copybook
 # under examples/; 01 records and FILLERs, which it cannot name, are left
 # out. For the copybooks, the dictionary side must also be tarnmap -r -f's
-# FIELD rows, and a reason must stand exactly where the two layouts differ;
+# FIELD rows, and a reason must stand exactly where the two layouts differ
+# or, where they agree, --dictionary types the item otherwise than tarnmap;
 # and the FIELD rows of tarnmap-check --dictionary must give GnuCOBOL's layout,
 # each row tarnmap's where tarnmap places the item alike. Rows run with
 # --compiler gnucobol but for the IBM ones, which are known answers.
@@ -81,7 +82,21 @@ for copybook in $copybooks; do
     # The FIELD rows of a name are its elementary items in order; the check lists its groups too.
     measure "$copybook" "$tmp/clean.cpy" >"$tmp/wrong"
     [ $? = 2 ] && { refused=$((refused + 1)); continue; }
-    awk -F, -v dict="$tmp/dict.csv" '
+    printf 'D\n/d\n' | "$build/tarnmap-check" --dictionary --compiler gnucobol -r -f -s -o "$tmp/cdict.csv" \
+        "$tmp/clean.cpy" >/dev/null 2>&1
+    printf 'D\n/d\n' | "$build/tarnmap" -r -f -s -o "$tmp/sdict.csv" "$tmp/clean.cpy" >/dev/null 2>&1
+    # A reason stands where the layouts differ, and where they agree but --dictionary
+    # types the item otherwise than tarnmap (a COMP-2's byte order aside: the loader's
+    # float option reads it).
+    awk -F, -v dict="$tmp/dict.csv" -v cdict="$tmp/cdict.csv" -v sdict="$tmp/sdict.csv" '
+        function types(file, type,   line, f, name) {
+            while ((getline line <file) > 0) {
+                if (line !~ /^"FIELD"/) continue
+                gsub(/"/, "", line); split(line, f, ","); name = f[3]
+                if (name ~ /(_I[0-9]+)+$/) { if (name !~ /(_I1)+$/) continue; sub(/(_I1)+$/, "", name) }
+                if (!((f[2], name) in type)) type[f[2], name] = f[4]
+            }
+        }
         BEGIN {
             while ((getline line <dict) > 0) {
                 if (line !~ /^"FIELD"/) continue
@@ -89,19 +104,19 @@ for copybook in $copybooks; do
                 if (name ~ /(_I[0-9]+)+$/) { if (name !~ /(_I1)+$/) continue; sub(/(_I1)+$/, "", name) }
                 if (!((f[2], name, f[5], f[6]) in seen)) { seen[f[2], name, f[5], f[6]]; field[f[2], name, ++nf[f[2], name]] = f[5] "," f[6] }
             }
+            types(cdict, ctype); types(sdict, ttype)
         }
         FNR > 1 {
             k = $1 SUBSEP $3; if (field[k, matched[k] + 1] == $5 "," $6) matched[k]++
             r = $0; for (i = 0; i < 8; i++) sub(/^[^,]*,/, "", r)
-            if (($5 "," $6 != $7 "," $8) != (r != "")) print "  " $3 ": layouts " $5 "," $6 " and " $7 "," $8 ", reason \"" r "\""
+            retyped = ctype[k] != ttype[k] && !(ttype[k] == "DOUBLE" && ctype[k] == "DOUBLE-LE")
+            if (($5 "," $6 != $7 "," $8 || retyped) != (r != ""))
+                print "  " $3 ": layouts " $5 "," $6 " and " $7 "," $8 ", types " ttype[k] " and " ctype[k] ", reason \"" r "\""
         }
         END { for (k in nf) if (matched[k] < nf[k]) { split(k, f, SUBSEP); print "  " f[2] ": dictionary " field[k, matched[k] + 1] " not in the check" } }' "$tmp/csv" >>"$tmp/wrong"
     # --dictionary: every FIELD row (groups with -s; first occurrences) where GnuCOBOL puts the
     # item, and a row tarnmap places alike is tarnmap's row, but for a storage type that only a
     # compiler's rules tell (a sign's place, GnuCOBOL's little-endian native items).
-    printf 'D\n/d\n' | "$build/tarnmap-check" --dictionary --compiler gnucobol -r -f -s -o "$tmp/cdict.csv" \
-        "$tmp/clean.cpy" >/dev/null 2>&1
-    printf 'D\n/d\n' | "$build/tarnmap" -r -f -s -o "$tmp/sdict.csv" "$tmp/clean.cpy" >/dev/null 2>&1
     awk -F, -v sdict="$tmp/sdict.csv" -v records="$tmp/records" -v checked="$tmp/csv" '
         BEGIN {
             while ((getline r <records) > 0) record[r]++
