@@ -146,20 +146,25 @@ Bad decode_binary(const Decoder &d, const Column &c, const unsigned char *p, cha
     return Bad::none;
 }
 
+// IBM hexadecimal floating point: a sign bit, an excess-64 exponent of 16,
+// then `fraction` bits of fraction (56 in a double, 24 in a single).
+double ibm_hex(uint64_t bits, int fraction)
+{
+    int exponent = static_cast<int>(bits >> fraction & 0x7F) - 64;
+    double v = std::ldexp(static_cast<double>(bits & ((uint64_t{1} << fraction) - 1)), 4 * exponent - fraction);
+    return bits >> (fraction + 7) & 1 ? -v : v;
+}
+
 // COMP-2: IEEE 754 binary64, or IBM hexadecimal floating point (sign, 7-bit
 // excess-64 exponent of 16, 56-bit fraction) rounded to the nearest double.
 Bad decode_double(const Decoder &d, const Column &c, const unsigned char *p, char *out, size_t &len)
 {
     uint64_t bits = column_bits(d.float_big_endian, c, p);
     double v;
-    if (d.hex_float && !c.little) {
-        int exponent = static_cast<int>(bits >> 56 & 0x7F) - 64;
-        v = std::ldexp(static_cast<double>(bits & 0x00FFFFFFFFFFFFFFu), 4 * exponent - 56);
-        if (bits >> 63)
-            v = -v;
-    } else {
+    if (d.hex_float && !c.little)
+        v = ibm_hex(bits, 56);
+    else
         std::memcpy(&v, &bits, sizeof v);
-    }
     if (!std::isfinite(v))
         return Bad::not_finite;
     auto r = std::to_chars(out, out + value_capacity(c), v);
@@ -174,10 +179,7 @@ Bad decode_single(const Decoder &d, const Column &c, const unsigned char *p, cha
     uint32_t bits = static_cast<uint32_t>(column_bits(d.float_big_endian, c, p));
     double v;
     if (d.hex_float && !c.little) {
-        int exponent = static_cast<int>(bits >> 24 & 0x7F) - 64;
-        v = std::ldexp(static_cast<double>(bits & 0x00FFFFFFu), 4 * exponent - 24);
-        if (bits >> 31)
-            v = -v;
+        v = ibm_hex(bits, 24);
     } else {
         float f;
         std::memcpy(&f, &bits, sizeof f);
