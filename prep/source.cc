@@ -308,13 +308,13 @@ void tokenize(const std::string &text, int first_col, Stream &out)
             ++i;
             continue;
         }
-        if (text.compare(i, 2, "==") == 0) {
-            token.text = "==";
+        if (text.compare(i, 2, "==") == 0 || text[i] == '&') {
+            token.text = text[i] == '&' ? "&" : "==";
             out.push_back(token);
-            i += 2;
+            i += token.text.size();
             continue;
         }
-        while (i < n && text[i] != ' ' && text.compare(i, 2, "==") != 0 &&
+        while (i < n && text[i] != ' ' && text[i] != '&' && text.compare(i, 2, "==") != 0 &&
                !((text[i] == '.' || text[i] == ',' || text[i] == ';') && separator_end(i)) &&
                !(i > start && (text[i] == '"' || text[i] == '\'')))
             ++i;

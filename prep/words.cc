@@ -216,6 +216,31 @@ void write_out_repeats(Stream &s, const std::vector<std::size_t> &t, const Optio
     }
 }
 
+// "AB" & 'CD' as one literal "ABCD": the converter reads no concatenation.
+void join_literals(Stream &s, const std::vector<std::size_t> &t, const Options &options, const std::string &item)
+{
+    auto plain = [&](Elem &e) {
+        if (e.text[0] != '\'' && e.text[0] != '"')
+            plain_literal(e, options, item);
+    };
+    for (std::size_t j = 0; j < t.size(); ++j) {
+        Elem &e = s[t[j]];
+        std::string was = e.text;
+        for (; e.literal && j + 2 < t.size() && s[t[j + 1]].text == "&" && s[t[j + 2]].literal; j += 2) {
+            Elem &more = s[t[j + 2]];
+            was += " & " + more.text;
+            plain(e);
+            plain(more);
+            e.text = e.text.substr(0, e.text.size() - 1) + more.text.substr(1, more.text.size() - 2) + e.text[0];
+            s[t[j + 1]].text.clear();
+            more.text.clear();
+            more.literal = false;
+        }
+        if (was != e.text)
+            note(options, e.file, e.lineno, item + ": " + was + " joined into " + e.text);
+    }
+}
+
 // Rewrites one data description entry, T its tokens without the period.
 void rewrite_entry(Stream &s, const std::vector<std::size_t> &t, Elem *period, const Options &options)
 {
@@ -230,6 +255,7 @@ void rewrite_entry(Stream &s, const std::vector<std::size_t> &t, Elem *period, c
     bool has_picture = false;
     for (std::size_t j = 1; j < t.size(); ++j)
         has_picture = has_picture || s[t[j]].text == "PIC" || s[t[j]].text == "PICTURE";
+    join_literals(s, t, options, item);
     for (std::size_t j = 1; j < t.size(); ++j) {
         Elem &e = s[t[j]];
         const std::string w = e.literal ? std::string() : e.text;
