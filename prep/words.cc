@@ -52,6 +52,14 @@ bool is_number(const std::string &s)
     return true;
 }
 
+// A number that starts with its decimal point (.5, -.25): the converter
+// reads the point as the end of the entry.
+bool is_point_number(const std::string &w)
+{
+    std::size_t p = w.size() > 1 && (w[0] == '+' || w[0] == '-') ? 1 : 0;
+    return w.size() > p + 1 && w[p] == '.' && is_number(w.substr(p + 1));
+}
+
 // Whether W begins a clause rather than naming an entry.
 bool is_clause_word(const std::string &w)
 {
@@ -265,6 +273,9 @@ void rewrite_entry(Stream &s, const std::vector<std::size_t> &t, Elem *period, c
             if (e.text[0] != '\'' && e.text[0] != '"')
                 plain_literal(e, options, item);
             drop_inner_quotes(e, item);
+        } else if (is_point_number(w)) {
+            e.text.insert(w.find('.'), "0");
+            note(options, e.file, e.lineno, item + ": " + w + " written as " + e.text);
         } else if (w == "SYNC" || w == "SYNCHRONIZED" || w == "SYNCHRONISED") {
             if (next_is("LEFT") || next_is("RIGHT")) {
                 e.text = "SYNC";
