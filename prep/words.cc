@@ -60,6 +60,35 @@ bool is_point_number(const std::string &w)
     return w.size() > p + 1 && w[p] == '.' && is_number(w.substr(p + 1));
 }
 
+// A floating-point literal (1.5E+3, -.25E-2) as the decimal number it is
+// (1500, -0.0025), or "" when W is none: the converter reads no exponent.
+std::string float_as_decimal(const std::string &w)
+{
+    std::size_t e = w.find('E');
+    if (e == std::string::npos || e == 0)
+        return "";
+    std::size_t p = w[0] == '+' || w[0] == '-' ? 1 : 0;
+    std::string mantissa = w.substr(p, e - p), exponent = w.substr(e + 1);
+    std::size_t point = mantissa.find('.');
+    std::string digits = point == std::string::npos ? mantissa : mantissa.substr(0, point) + mantissa.substr(point + 1);
+    if (!exponent.empty() && (exponent[0] == '+' || exponent[0] == '-'))
+        exponent.erase(0, 1);
+    if (!is_number(digits) || !is_number(exponent) || exponent.size() > 2)
+        return "";
+    long shift = std::stol(exponent) * (w[e + 1] == '-' ? -1 : 1);
+    long at = static_cast<long>(point == std::string::npos ? digits.size() : point) + shift;
+    if (at <= 0) {
+        digits.insert(0, static_cast<std::size_t>(1 - at), '0');
+        at = 1;
+    } else if (at > static_cast<long>(digits.size())) {
+        digits.append(static_cast<std::size_t>(at) - digits.size(), '0');
+    }
+    std::string whole = digits.substr(0, static_cast<std::size_t>(at)), fraction = digits.substr(static_cast<std::size_t>(at));
+    whole.erase(0, std::min(whole.find_first_not_of('0'), whole.size() - 1));
+    fraction.erase(fraction.find_last_not_of('0') + 1);
+    return w.substr(0, p) + whole + (fraction.empty() ? "" : "." + fraction);
+}
+
 // Whether W begins a clause rather than naming an entry.
 bool is_clause_word(const std::string &w)
 {
@@ -261,6 +290,7 @@ void rewrite_entry(Stream &s, const std::vector<std::size_t> &t, Elem *period, c
     std::string item = named ? s[t[1]].text : "FILLER";
     bool detach = false;  // the last clause cannot take the period behind it
     bool has_picture = false;
+    bool in_value = false;
     for (std::size_t j = 1; j < t.size(); ++j)
         has_picture = has_picture || s[t[j]].text == "PIC" || s[t[j]].text == "PICTURE";
     join_literals(s, t, options, item);
@@ -268,11 +298,16 @@ void rewrite_entry(Stream &s, const std::vector<std::size_t> &t, Elem *period, c
         Elem &e = s[t[j]];
         const std::string w = e.literal ? std::string() : e.text;
         bool last = j + 1 == t.size();
+        // A word behind VALUE up to the next clause is a value, not a data name such as 1E2.
+        in_value = w == "VALUE" || w == "VALUES" || (in_value && (w == "IS" || !is_clause_word(w)));
         auto next_is = [&](const char *word) { return j + 1 < t.size() && s[t[j + 1]].text == word; };
         if (e.literal) {
             if (e.text[0] != '\'' && e.text[0] != '"')
                 plain_literal(e, options, item);
             drop_inner_quotes(e, item);
+        } else if (in_value && !float_as_decimal(w).empty()) {
+            e.text = float_as_decimal(w);
+            note(options, e.file, e.lineno, item + ": " + w + " written as " + e.text);
         } else if (is_point_number(w)) {
             e.text.insert(w.find('.'), "0");
             note(options, e.file, e.lineno, item + ": " + w + " written as " + e.text);
