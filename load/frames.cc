@@ -1,10 +1,12 @@
-// Records of a data file: fixed length, or behind 4-byte descriptors (a
-// 2-byte length, big- or little-endian, that counts the descriptor or the
-// data alone, then two zero bytes). The whole-file check walks the chain; the
-// reader reads big blocks and hands out records in place.
+// Records of a data file: fixed length, behind 4-byte descriptors (a 2-byte
+// length, big- or little-endian, that counts the descriptor or the data
+// alone, then two zero bytes), or lines of text. The whole-file check walks
+// the chain or the lines; the reader reads big blocks and hands out records
+// in place.
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -74,11 +76,86 @@ std::string walk(Window &w, const Framing &f, uint64_t &records)
     return "";
 }
 
+// Walks the lines; "" when none is longer than the record length. A CR in
+// front of the LF is the line end's, and the last line may lack its LF.
+std::string walk_lines(Window &w, const Framing &f, uint64_t &records)
+{
+    records = 0;
+    uint64_t start = 0;  // where the line in hand starts
+    unsigned char before = 0;  // the byte in front of the block
+    auto too_long = [&](uint64_t length) {
+        return "record " + std::to_string(records + 1) + " at byte " + std::to_string(start) + ": a line of " +
+               std::to_string(length) + " bytes, longer than the record length " + std::to_string(f.record_length);
+    };
+    w.start = w.len = 0;  // the window's bytes are gone once the blocks pass through its buffer
+    for (uint64_t at = 0; at < w.size;) {
+        ssize_t n = pread(w.fd, w.buf, block, static_cast<off_t>(at));
+        if (n <= 0)
+            return "cannot read byte " + std::to_string(at);
+        const unsigned char *end = w.buf + n;
+        for (const unsigned char *p = w.buf; (p = static_cast<const unsigned char *>(std::memchr(p, '\n', end - p)));
+             ++p) {
+            uint64_t nl = at + static_cast<uint64_t>(p - w.buf);
+            uint64_t length = nl - start - (nl > start && (p > w.buf ? p[-1] : before) == '\r');
+            if (length > f.record_length)
+                return too_long(length);
+            records++;
+            start = nl + 1;
+        }
+        before = end[-1];
+        at += static_cast<uint64_t>(n);
+        if (at < w.size && at - start > f.record_length + uint64_t{1})  // no line end can come soon enough
+            return too_long(at - start) + " and more";
+    }
+    if (start < w.size) {
+        uint64_t length = w.size - start - (before == '\r');
+        if (length > f.record_length)
+            return too_long(length);
+        records++;
+    }
+    return "";
+}
+
+// "; the file fits ... (N records)" for the first other framing that fits
+// the file: descriptors in each convention, lines (in a file that ends with a
+// line end), fixed records of the record length (where not even the first
+// line fits); "" when none does. good: records of f before the break.
+std::string other_fit(Window &w, const Framing &f, uint64_t good)
+{
+    uint64_t n;
+    for (int k = 0; k < 4; k++) {
+        Framing other;
+        other.descriptors = true;
+        other.little = k & 1;
+        other.data_length = k & 2;
+        if ((f.descriptors && other.little == f.little && other.data_length == f.data_length) ||
+            !walk(w, other, n).empty())
+            continue;
+        return "; the file fits " + framing_name(other) + " exactly (" + std::to_string(n) + " records)";
+    }
+    if (f.record_length == 0)
+        return "";
+    Framing other;
+    other.record_length = f.record_length;
+    unsigned char last = 0;
+    if (pread(w.fd, &last, 1, static_cast<off_t>(w.size - 1)) == 1 && last == '\n') {  // text
+        other.lines = true;
+        if (!f.lines && walk_lines(w, other, n).empty())
+            return "; the file fits --lines (" + std::to_string(n) + " records)";
+    } else if ((f.descriptors || (f.lines && good == 0)) && w.size % f.record_length == 0) {
+        return "; the file fits " + framing_name(other) + " exactly (" + std::to_string(w.size / f.record_length) +
+               " records)";
+    }
+    return "";
+}
+
 }  // namespace
 
 // The options that choose this framing, or the fixed record length.
 std::string framing_name(const Framing &f)
 {
+    if (f.lines)
+        return "--lines";
     if (!f.descriptors)
         return "fixed records of " + std::to_string(f.record_length) + " bytes";
     return std::string(f.little ? "--rdw=little" : "--rdw") + (f.data_length ? " --rdw-length data" : "");
@@ -107,7 +184,10 @@ FrameCheck check_framing(int fd, const Framing &f)
         c.error = "out of memory";
         return c;
     }
-    if (!f.descriptors) {
+    if (f.lines) {
+        c.error = walk_lines(w, f, c.records);
+        c.ok = c.error.empty();
+    } else if (!f.descriptors) {
         c.records = c.file_size / f.record_length;
         uint64_t rest = c.file_size % f.record_length;
         c.ok = rest == 0;
@@ -120,20 +200,8 @@ FrameCheck check_framing(int fd, const Framing &f)
         c.error = walk(w, f, c.records);
         c.ok = c.error.empty();
     }
-    if (!c.ok && c.file_size > 0) {  // which other convention, if any, fits the file exactly
-        for (int k = 0; k < 4; k++) {
-            Framing other = f;
-            other.descriptors = true;
-            other.little = k & 1;
-            other.data_length = k & 2;
-            uint64_t n;
-            if ((f.descriptors && other.little == f.little && other.data_length == f.data_length) ||
-                !walk(w, other, n).empty())
-                continue;
-            c.error += "; the file fits " + framing_name(other) + " exactly (" + std::to_string(n) + " records)";
-            break;
-        }
-    }
+    if (!c.ok && c.file_size > 0)
+        c.error += other_fit(w, f, c.records);
     std::free(w.buf);
     return c;
 }
@@ -195,7 +263,7 @@ bool RecordReader::open(int fd, const Framing &f, const RecordRange &range)
         error = "record length " + std::to_string(f.record_length) + " out of range";
         return false;
     }
-    cap_ = block + (f.descriptors ? 65536 + 4 : f.record_length);
+    cap_ = block + (f.descriptors ? 65536 + 4 : f.record_length + 2);
     buf_ = static_cast<unsigned char *>(std::malloc(cap_));
     if (!buf_) {
         error = "out of memory";
@@ -205,7 +273,7 @@ bool RecordReader::open(int fd, const Framing &f, const RecordRange &range)
         error = std::strerror(errno);
         return false;
     }
-    if (!f.descriptors) {  // the first whole record at or behind start_byte
+    if (!f.descriptors && !f.lines) {  // the first whole record at or behind start_byte
         uint64_t first = (range.start_byte + f.record_length - 1) / f.record_length + range.skip;
         range_.skip = 0;
         if (first > (uint64_t{1} << 62) / f.record_length)  // far past any file: nothing to read
@@ -218,7 +286,33 @@ bool RecordReader::open(int fd, const Framing &f, const RecordRange &range)
     return true;
 }
 
-// Walks descriptors or fixed records; those before the range are passed over unread.
+// The line at buf_[pos_]: its length without the line end, and with it.
+bool RecordReader::next_line(size_t &length, size_t &advance)
+{
+    size_t most = size_t{framing_.record_length} + 2;
+    fill(most);  // fewer at the end of the file
+    if (!error.empty())
+        return false;
+    const unsigned char *p = buf_ + pos_;
+    size_t have = std::min(end_ - pos_, most);
+    const void *nl = std::memchr(p, '\n', have);
+    if (nl) {
+        advance = static_cast<size_t>(static_cast<const unsigned char *>(nl) - p) + 1;
+        length = advance - 1;
+    } else {
+        advance = length = have;
+    }
+    if (length > 0 && p[length - 1] == '\r')
+        length--;
+    if (length > framing_.record_length) {
+        error = "record " + std::to_string(number_ + 1) + " at byte " + std::to_string(file_pos_) +
+                ": a line longer than the record length (the file changed?)";
+        return false;
+    }
+    return true;
+}
+
+// Walks descriptors, lines or fixed records; those before the range are passed over unread.
 bool RecordReader::next(Record &rec)
 {
     for (;;) {
@@ -227,7 +321,7 @@ bool RecordReader::next(Record &rec)
         size_t head = framing_.descriptors ? 4 : 0;
         if (!fill(head ? 4 : 1))
             return false;
-        size_t n = framing_.record_length;
+        size_t n = framing_.record_length, advance = n;
         if (head) {
             long len = descriptor_length(framing_, buf_ + pos_);
             if (len < 0) {
@@ -236,6 +330,9 @@ bool RecordReader::next(Record &rec)
                 return false;
             }
             n = static_cast<size_t>(len);
+            advance = head + n;
+        } else if (framing_.lines && !next_line(n, advance)) {
+            return false;
         }
         number_++;
         bool wanted = file_pos_ >= range_.start_byte && number_ > 0;
@@ -244,21 +341,29 @@ bool RecordReader::next(Record &rec)
             wanted = false;
         }
         if (!wanted) {
-            if (!skip_bytes(head + n))
+            if (!skip_bytes(advance))
                 return false;
             continue;
         }
-        if (!fill(head + n)) {
+        if (!fill(advance)) {
             if (error.empty())
                 error = "the file ends inside record " + std::to_string(number_) + " (the file changed?)";
             return false;
         }
-        rec.data = buf_ + pos_ + head;
+        rec.raw = buf_ + pos_;
+        rec.raw_size = static_cast<uint32_t>(head + n);
+        rec.data = rec.raw + head;
         rec.size = static_cast<uint32_t>(n);
+        if (framing_.lines) {  // a line-sequential record is read padded with blanks
+            padded_.assign(reinterpret_cast<const char *>(rec.raw), n);
+            padded_.resize(framing_.record_length, ' ');
+            rec.data = reinterpret_cast<const unsigned char *>(padded_.data());
+            rec.size = framing_.record_length;
+        }
         rec.number = number_;
         rec.offset = file_pos_;
-        pos_ += head + n;
-        file_pos_ += head + n;
+        pos_ += advance;
+        file_pos_ += advance;
         delivered_++;
         return true;
     }

@@ -1,7 +1,8 @@
-// Record sources: a data file cut into records, of fixed length or behind
+// Record sources: a data file cut into records, of fixed length, behind
 // 4-byte record descriptor words in either byte order, the length counting
-// the descriptor or the data alone. The framing is checked against the whole
-// file before a load; a range of whole records is then read in big blocks.
+// the descriptor or the data alone, or as lines of text. The framing is
+// checked against the whole file before a load; a range of whole records is
+// then read in big blocks.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +13,10 @@ struct Framing {
   bool descriptors = false;   // records behind 4-byte descriptors
   bool little = false;        // descriptor length little-endian (bytes 0-1)
   bool data_length = false;   // the length counts the data alone, not the 4 bytes
-  uint32_t record_length = 0; // fixed records: bytes each (from the FILE row)
+  bool lines = false;         // records are lines ending in LF (CR LF too), as a
+                              // line-sequential file holds them: a shorter line is
+                              // padded with blanks to the record length
+  uint32_t record_length = 0; // fixed records: bytes each (from the FILE row); lines: the most
 };
 
 // Which records to read, always whole ones: the records that start at a byte
@@ -25,10 +29,12 @@ struct RecordRange {
   uint64_t count = UINT64_MAX;
 };
 
-// One record; data points into the reader's buffer until the next call.
+// One record; data points into the reader's buffers until the next call.
 struct Record {
-  const unsigned char *data = nullptr;  // the record's bytes; a descriptor stands in the 4 bytes before
+  const unsigned char *data = nullptr;  // the record's bytes (a line padded with blanks)
   uint32_t size = 0;                    // bytes of data
+  const unsigned char *raw = nullptr;   // the record as the file holds it: its descriptor
+  uint32_t raw_size = 0;                // in front, or a line without its line end
   uint64_t number = 0;                  // 1-based, counted from the start of the file
   uint64_t offset = 0;                  // byte offset of the record (its descriptor) in the file
 };
@@ -70,7 +76,9 @@ class RecordReader {
   int fd_ = -1;
   Framing framing_;
   RecordRange range_;
+  bool next_line(size_t &length, size_t &advance);
   unsigned char *buf_ = nullptr;  // block buffer
+  std::string padded_;            // a line padded to the record length
   size_t cap_ = 0, pos_ = 0, end_ = 0;
   uint64_t file_pos_ = 0;         // file offset of buf_[pos_]
   uint64_t number_ = 0;           // number of the last record read

@@ -31,6 +31,7 @@ void usage(std::FILE *to)
                  "                           in the byte order of --byte-order or the one given\n"
                  "  --rdw[=little]           records behind 4-byte record descriptor words\n"
                  "  --rdw-length data        the descriptor's length counts the data alone\n"
+                 "  --lines                  records are lines of text (line sequential), padded with blanks\n"
                  "  --skip N, --count N      pass over N records, load at most N records\n"
                  "  --when TABLE FIELD=VALUE[,VALUE...]  records whose FIELD holds VALUE go to TABLE\n"
                  "  --rejects FILE           write the records with bad values to FILE\n"
@@ -58,7 +59,7 @@ bool parse_count(const char *s, uint64_t &to)
 int parse_options(int argc, char **argv, Options &o)
 {
     enum { sqlite = 256, csv, table, data, encoding, byte_order, rdw, rdw_length, skip, count, when, rejects,
-           replace, keep_blanks, float_kind, help, version, postgres, append, shard };
+           replace, keep_blanks, float_kind, help, version, postgres, append, shard, lines };
     static const option longs[] = {
         {"sqlite", required_argument, nullptr, sqlite},       {"csv", required_argument, nullptr, csv},
         {"table", required_argument, nullptr, table},         {"data", required_argument, nullptr, data},
@@ -70,6 +71,7 @@ int parse_options(int argc, char **argv, Options &o)
         {"float", required_argument, nullptr, float_kind},    {"help", no_argument, nullptr, help},
         {"version", no_argument, nullptr, version},           {"postgres", required_argument, nullptr, postgres},
         {"append", no_argument, nullptr, append},             {"shard", required_argument, nullptr, shard},
+        {"lines", no_argument, nullptr, lines},
         {nullptr, 0, nullptr, 0},
     };
     auto bad = [](const std::string &what) {
@@ -91,6 +93,7 @@ int parse_options(int argc, char **argv, Options &o)
         case keep_blanks: o.keep_blanks = true; break;
         case postgres: o.postgres = arg; o.to_postgres = true; break;
         case append: o.append = true; break;
+        case lines: o.framing.lines = true; break;
         case shard: {
             std::string error;
             if (!parse_shard(arg.c_str(), o.shard, error))
@@ -165,6 +168,8 @@ int parse_options(int argc, char **argv, Options &o)
     if (o.replace && o.shard.n > 1 && o.csv.empty())  // a shard's CSV file is its own
         return bad("--replace with --shard would drop the rows of the other shards: make the tables with "
                    "--replace --count 0 first, then load the shards with --append");
+    if (o.framing.lines && (o.rdw || o.framing.data_length))
+        return bad("--lines and --rdw: give one");
     if (!o.data.empty() && o.tables.size() != 1)
         return bad("--data goes with exactly one --table");
     if (o.csv == "-" && o.tables.size() != 1)
@@ -212,6 +217,11 @@ int main(int argc, char **argv)
     Decoder &d = o.decoder;
     if (!make_decoder(o.encoding, d, error)) {
         std::fprintf(stderr, "%s: %s\n", program, error.c_str());
+        return 2;
+    }
+    if (o.framing.lines && d.ebcdic) {
+        std::fprintf(stderr, "%s: --lines reads text files of an ASCII-based code page, and %s is an EBCDIC one\n",
+                     program, o.encoding.c_str());
         return 2;
     }
     d.big_endian = !o.little;

@@ -124,8 +124,8 @@ struct Runner {
     {
         if (!rejects)
             return;
-        size_t head = f.descriptors ? 4 : 0;
-        if (std::fwrite(rec.data - head, 1, rec.size + head, rejects) != rec.size + head) {
+        if (std::fwrite(rec.raw, 1, rec.raw_size, rejects) != rec.raw_size ||
+            (f.lines && std::fputc('\n', rejects) == EOF)) {
             std::fprintf(stderr, "%s: %s: %s\n", program, o.rejects.c_str(), std::strerror(errno));
             raise(3);
             std::fclose(rejects);
@@ -185,7 +185,7 @@ struct Runner {
         TableAccount &a = accounts[ti];
         std::string path = data_path(t);
         Framing f = o.framing;
-        f.descriptors = o.rdw || file.variable;
+        f.descriptors = !f.lines && (o.rdw || file.variable);
         f.record_length = file.record_length;
         int fd = open(path.c_str(), O_RDONLY);
         if (fd < 0) {

@@ -52,7 +52,7 @@ bool parse_shard(const char *text, Shard &shard, std::string &error)
 void shard_bytes(const Shard &shard, uint64_t file_size, const Framing &framing, uint64_t &start_byte,
                  uint64_t &end_byte)
 {
-    if (!framing.descriptors && framing.record_length > 0) {
+    if (!framing.descriptors && !framing.lines && framing.record_length > 0) {
         uint64_t records = file_size / framing.record_length;
         start_byte = share(records, shard.k - 1, shard.n) * framing.record_length;
         end_byte = share(records, shard.k, shard.n) * framing.record_length;

@@ -2,9 +2,10 @@
 # tarnmap-load end to end: each class of bad data and bad dictionary with a
 # case, and the status it ends with; exact read-back of big decimals;
 # selectors, ranges, hostile names; a killed load leaves the database and the
-# CSV directory as they were. Usage: cases.sh TARNMAP-LOAD TARNMAP
+# CSV directory as they were. Usage: cases.sh TARNMAP-LOAD TARNMAP TARNMAP-CHECK
 load=$1
 tarnmap=$2
+check=$3
 src=$(cd "$(dirname "$0")/../.." && pwd)
 tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
@@ -137,6 +138,59 @@ same "MM,MM_2|01,12|" "$(tr '\r\n' ' |' <out | tr -d ' ')" "a name twice"
 printf '\360\360\360\361\301\323\311\303\305\100\000\022\064\134\360\361\362\304' >ACCT-REC
 expect 0 "" -- "$load" --encoding ebcdic --csv - --table ACCT_REC acct.csv
 same "1,ALICE,123.45,12.4" "$(sed 1d out | tr -d '\r')" "EBCDIC"
+
+# Line-sequential files: LF or CR LF, the last line maybe without; a short
+# line padded with blanks; rejects written as lines; shards of lines.
+dictionary lines '       01  LINE-REC.
+           05  LINE-ID        PIC 9(4).
+           05  LINE-NAME      PIC X(6).
+           05  LINE-BAL       PIC S9(3)V99.'
+printf '0001ALICE 1234{\r\n0002BOB\n0003CAROL 0000J' >LINE-REC
+expect 1 "LINE_REC.LINE_BAL.*digits belong), record 2" -- "$load" --lines --rejects rej --csv - --table LINE_REC lines.csv
+same "1,ALICE,123.40|2,BOB,|3,CAROL,-0.01|" "$(sed 1d out | tr '\r\n' ' |' | tr -d ' ')" "--lines"
+same "0002BOB|" "$(tr '\n' '|' <rej)" "a rejected line"
+printf '0001ALICE 1234{\n0002BOB\n' >LINE-REC
+expect 2 "the file fits --lines (2 records)" -- "$load" --csv - --table LINE_REC lines.csv
+printf '0001ALICE 1234{X\n' >LINE-REC
+expect 2 "record 1 at byte 0: a line of 16 bytes, longer than the record length 15" -- "$load" --lines lines.csv
+expect 2 "IBM037 is an EBCDIC one" -- "$load" --lines --encoding IBM037 lines.csv
+awk 'BEGIN { for (i = 1; i <= 100; i++) printf "%04d%-6s%04d%s\n", i, substr("ABCDEF", 1, i % 7), i, i % 2 ? "{" : "}" }' >LINE-REC
+"$load" --lines --csv - --table LINE_REC lines.csv 2>/dev/null | sed 1d >whole
+for k in 1 2 3; do "$load" --lines --shard $k/3 --csv - --table LINE_REC lines.csv 2>/dev/null | sed 1d; done >shards
+cmp -s whole shards && [ "$(wc -l <whole)" = 100 ] || { echo "FAIL: 3 shards of lines"; failed=1; }
+# As GnuCOBOL writes a LINE SEQUENTIAL file: trailing blanks cut, ASCII signs.
+if command -v cobc >/dev/null; then
+    cat >ls.cob <<'COB'
+       IDENTIFICATION DIVISION.
+       PROGRAM-ID. LS.
+       ENVIRONMENT DIVISION.
+       INPUT-OUTPUT SECTION.
+       FILE-CONTROL.
+           SELECT LS-FILE ASSIGN TO "LS-REC" LINE SEQUENTIAL.
+       DATA DIVISION.
+       FILE SECTION.
+       FD  LS-FILE.
+       01  LS-REC.
+           05  LS-NAME  PIC X(8).
+           05  LS-BAL   PIC S9(5)V99.
+           05  LS-SEP   PIC S9(3) SIGN LEADING SEPARATE.
+           05  LS-NOTE  PIC X(6).
+       PROCEDURE DIVISION.
+           OPEN OUTPUT LS-FILE
+           MOVE "ALICE" TO LS-NAME MOVE 123.45 TO LS-BAL
+           MOVE -7 TO LS-SEP MOVE "NOTE" TO LS-NOTE WRITE LS-REC
+           MOVE "BOB" TO LS-NAME MOVE -0.5 TO LS-BAL
+           MOVE 12 TO LS-SEP MOVE SPACES TO LS-NOTE WRITE LS-REC
+           MOVE SPACES TO LS-NAME MOVE 0 TO LS-BAL
+           MOVE 0 TO LS-SEP MOVE "  X" TO LS-NOTE WRITE LS-REC
+           CLOSE LS-FILE STOP RUN.
+COB
+    cobc -x -std=ibm ls.cob && ./ls || { echo "FAIL: cobc"; failed=1; }
+    printf 'DB\n%s\n' "$tmp" | "$check" --dictionary --compiler gnucobol -o ls.csv ls.cob >/dev/null 2>&1
+    expect 0 "" -- "$load" --lines --data LS-REC --csv - --table LS_REC ls.csv
+    same 'ALICE,123.45,-7,NOTE|BOB,-0.50,12,""|"",0.00,0,  X|' "$(sed 1d out | tr -d '\r' | tr '\n' '|')" \
+        "GnuCOBOL's line-sequential file"
+fi
 
 # Hostile names reach SQL only as quoted identifiers.
 cat >hostile.csv <<'ROWS'

@@ -355,6 +355,17 @@ TEST(Frames, RangesOfWholeRecords)
     EXPECT_EQ(read_all(dup(fd), big, RecordRange{1, 13, 0, UINT64_MAX}), "2:BBB 3: ");
     EXPECT_EQ(read_all(dup(fd), big, RecordRange{0, UINT64_MAX, 2, 1}), "3: ");
     close(fd);
+
+    Framing lines;  // padded to 3 bytes; a CR before the LF is the line end's
+    lines.lines = true;
+    lines.record_length = 3;
+    fd = memfile("AA\nB\r\n\nCCC");
+    EXPECT_EQ(read_all(dup(fd), lines, RecordRange{}), "1:AA  2:B   3:    4:CCC ");
+    EXPECT_EQ(read_all(dup(fd), lines, RecordRange{3, 7, 0, UINT64_MAX}), "2:B   3:    ");
+    EXPECT_TRUE(check_framing(fd, lines).ok);
+    lines.record_length = 2;
+    EXPECT_EQ(check_framing(fd, lines).error, "record 4 at byte 7: a line of 3 bytes, longer than the record length 2");
+    close(fd);
 }
 
 TEST(Decimal, Format)
