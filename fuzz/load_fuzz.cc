@@ -4,9 +4,9 @@
 // An input is: one byte of options, then the dictionary up to the first form
 // feed (0x0C), then the data file. Bits of the options byte, from the lowest:
 // code page 037 (else ASCII), little-endian binaries, IBM hexadecimal
-// floating point, descriptors, little-endian descriptors (lines of text
-// without the bit before), descriptor lengths of the data alone, keep
-// trailing blanks, skip the first record. Every
+// floating point, descriptors (in blocks on a VARIABLE file), little-endian
+// descriptors (lines of text without the bit before), descriptor lengths of
+// the data alone, keep trailing blanks, skip the first record. Every
 // value text a decoder makes is checked for the form its kind promises.
 #include <sys/mman.h>
 #include <unistd.h>
@@ -82,6 +82,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         Framing f;
         f.lines = (options & 24) == 16;
         f.descriptors = !f.lines && ((options & 8) || file.variable);
+        f.blocks = (options & 8) && file.variable;
         f.little = options & 16;
         f.data_length = options & 32;
         f.record_length = file.record_length;

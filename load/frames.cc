@@ -29,6 +29,26 @@ long descriptor_length(const Framing &f, const unsigned char *d)
     return n;
 }
 
+// Length of the block behind the block descriptor d, its 4 bytes counted,
+// or -1 when d is not one under f.
+long block_length(const Framing &f, const unsigned char *d)
+{
+    if (!f.block_little && (d[0] & 0x80))  // the extended form, for blocks past 32,767 bytes
+        return static_cast<long>(d[0] & 0x7F) << 24 | d[1] << 16 | d[2] << 8 | d[3];
+    if (d[2] != 0 || d[3] != 0)
+        return -1;
+    long n = f.block_little ? d[0] | d[1] << 8 : d[0] << 8 | d[1];
+    return n >= 4 ? n : -1;
+}
+
+// "AA BB CC DD": the 4 bytes of a descriptor, for messages.
+std::string hex4(const unsigned char *d)
+{
+    char hex[16];
+    std::snprintf(hex, sizeof hex, "%02X %02X %02X %02X", d[0], d[1], d[2], d[3]);
+    return hex;
+}
+
 // Reads the file through a window of whole blocks, for the chain walk.
 struct Window {
     int fd;
@@ -51,25 +71,40 @@ struct Window {
     }
 };
 
-// Walks the chain; "" when it ends exactly at the end of the file.
+// Walks the chain, block by block with blocks; "" when it ends exactly at
+// the end of the file (and of every block).
 std::string walk(Window &w, const Framing &f, uint64_t &records)
 {
-    uint64_t pos = 0;
+    uint64_t pos = 0, blocks = 0;
+    uint64_t end = f.blocks ? 0 : w.size;  // the end of the block in hand
     records = 0;
     while (pos < w.size) {
         const unsigned char *d = w.at(pos);
-        std::string where = "record " + std::to_string(records + 1) + " at byte " + std::to_string(pos);
-        if (!d)
-            return where + ": the file ends inside its descriptor (" + std::to_string(w.size - pos) + " bytes left)";
-        long n = descriptor_length(f, d);
-        if (n < 0) {
-            char hex[16];
-            std::snprintf(hex, sizeof hex, "%02X %02X %02X %02X", d[0], d[1], d[2], d[3]);
-            return where + ": " + hex + " is not a descriptor";
+        if (pos == end) {
+            std::string where = "block " + std::to_string(blocks + 1) + " at byte " + std::to_string(pos);
+            long n = d ? block_length(f, d) : 0;
+            if (!d)
+                return where + ": the file ends inside its descriptor (" + std::to_string(w.size - pos) + " bytes left)";
+            if (n < 0)
+                return where + ": " + hex4(d) + " is not a block descriptor";
+            if (pos + static_cast<uint64_t>(n) > w.size)
+                return where + ": its " + std::to_string(n) + " bytes pass the end of the file by " +
+                       std::to_string(pos + static_cast<uint64_t>(n) - w.size);
+            end = pos + static_cast<uint64_t>(n);
+            pos += 4;
+            blocks++;
+            continue;
         }
-        if (pos + 4 + static_cast<uint64_t>(n) > w.size)
-            return where + ": its " + std::to_string(n) + " bytes pass the end of the file by " +
-                   std::to_string(pos + 4 + static_cast<uint64_t>(n) - w.size);
+        std::string where = "record " + std::to_string(records + 1) + " at byte " + std::to_string(pos);
+        const char *what = f.blocks ? "its block" : "the file";
+        if (!d || pos + 4 > end)
+            return where + ": " + what + " ends inside its descriptor (" + std::to_string(end - pos) + " bytes left)";
+        long n = descriptor_length(f, d);
+        if (n < 0)
+            return where + ": " + hex4(d) + " is not a descriptor";
+        if (pos + 4 + static_cast<uint64_t>(n) > end)
+            return where + ": its " + std::to_string(n) + " bytes pass the end of " + what + " by " +
+                   std::to_string(pos + 4 + static_cast<uint64_t>(n) - end);
         pos += 4 + static_cast<uint64_t>(n);
         records++;
     }
@@ -123,12 +158,15 @@ std::string walk_lines(Window &w, const Framing &f, uint64_t &records)
 std::string other_fit(Window &w, const Framing &f, uint64_t good)
 {
     uint64_t n;
-    for (int k = 0; k < 4; k++) {
+    for (int k = 0; k < 8; k++) {
         Framing other;
         other.descriptors = true;
         other.little = k & 1;
         other.data_length = k & 2;
-        if ((f.descriptors && other.little == f.little && other.data_length == f.data_length) ||
+        other.blocks = k & 4;
+        other.block_little = other.blocks && f.block_little;
+        if ((f.descriptors && other.little == f.little && other.data_length == f.data_length &&
+             other.blocks == f.blocks) ||
             !walk(w, other, n).empty())
             continue;
         return "; the file fits " + framing_name(other) + " exactly (" + std::to_string(n) + " records)";
@@ -158,7 +196,8 @@ std::string framing_name(const Framing &f)
         return "--lines";
     if (!f.descriptors)
         return "fixed records of " + std::to_string(f.record_length) + " bytes";
-    return std::string(f.little ? "--rdw=little" : "--rdw") + (f.data_length ? " --rdw-length data" : "");
+    return std::string(f.blocks ? (f.block_little ? "--bdw=little " : "--bdw ") : "") +
+           (f.little ? "--rdw=little" : "--rdw") + (f.data_length ? " --rdw-length data" : "");
 }
 
 // The size or the whole chain, then every other descriptor convention when it fails.
@@ -184,6 +223,7 @@ FrameCheck check_framing(int fd, const Framing &f)
         c.error = "out of memory";
         return c;
     }
+    bool nested = false;
     if (f.lines) {
         c.error = walk_lines(w, f, c.records);
         c.ok = c.error.empty();
@@ -199,8 +239,17 @@ FrameCheck check_framing(int fd, const Framing &f)
     } else {
         c.error = walk(w, f, c.records);
         c.ok = c.error.empty();
+        Framing blocked = f;
+        blocked.blocks = true;
+        uint64_t n;
+        nested = c.ok && !f.blocks && c.records > 0 && walk(w, blocked, n).empty();
+        if (nested) {  // block descriptors read as record descriptors
+            c.ok = false;
+            c.error = "every record holds a chain of descriptors: the file fits " + framing_name(blocked) + " (" +
+                      std::to_string(n) + " records)";
+        }
     }
-    if (!c.ok && c.file_size > 0)
+    if (!c.ok && c.file_size > 0 && !nested)
         c.error += other_fit(w, f, c.records);
     std::free(w.buf);
     return c;
@@ -321,6 +370,17 @@ bool RecordReader::next(Record &rec)
         size_t head = framing_.descriptors ? 4 : 0;
         if (!fill(head ? 4 : 1))
             return false;
+        if (framing_.blocks && file_pos_ == block_end_) {  // the next block's descriptor
+            long n = block_length(framing_, buf_ + pos_);
+            if (n < 0) {
+                error = "block at byte " + std::to_string(file_pos_) + ": not a block descriptor (the file changed?)";
+                return false;
+            }
+            block_end_ = file_pos_ + static_cast<uint64_t>(n);
+            if (!skip_bytes(4))
+                return false;
+            continue;
+        }
         size_t n = framing_.record_length, advance = n;
         if (head) {
             long len = descriptor_length(framing_, buf_ + pos_);

@@ -11,6 +11,10 @@
 // How a file is cut into records.
 struct Framing {
   bool descriptors = false;   // records behind 4-byte descriptors
+  bool blocks = false;        // ... in blocks behind 4-byte block descriptors (BDW): a
+                              // length that counts them, big-endian (the top bit set: 31
+                              // bits of it), then two zero bytes
+  bool block_little = false;  // the block length little-endian (bytes 0-1)
   bool little = false;        // descriptor length little-endian (bytes 0-1)
   bool data_length = false;   // the length counts the data alone, not the 4 bytes
   bool lines = false;         // records are lines ending in LF (CR LF too), as a
@@ -81,6 +85,7 @@ class RecordReader {
   std::string padded_;            // a line padded to the record length
   size_t cap_ = 0, pos_ = 0, end_ = 0;
   uint64_t file_pos_ = 0;         // file offset of buf_[pos_]
+  uint64_t block_end_ = 0;        // where the block in hand ends (blocks only)
   uint64_t number_ = 0;           // number of the last record read
   uint64_t delivered_ = 0;
   bool eof_ = false;

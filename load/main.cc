@@ -31,6 +31,7 @@ void usage(std::FILE *to)
                  "                           in the byte order of --byte-order or the one given\n"
                  "  --rdw[=little]           records behind 4-byte record descriptor words\n"
                  "  --rdw-length data        the descriptor's length counts the data alone\n"
+                 "  --bdw[=little]           records behind descriptors in blocks behind 4-byte block descriptors\n"
                  "  --lines                  records are lines of text (line sequential), padded with blanks\n"
                  "  --skip N, --count N      pass over N records, load at most N records\n"
                  "  --when TABLE FIELD=VALUE[,VALUE...]  records whose FIELD holds VALUE go to TABLE\n"
@@ -59,7 +60,7 @@ bool parse_count(const char *s, uint64_t &to)
 int parse_options(int argc, char **argv, Options &o)
 {
     enum { sqlite = 256, csv, table, data, encoding, byte_order, rdw, rdw_length, skip, count, when, rejects,
-           replace, keep_blanks, float_kind, help, version, postgres, append, shard, lines };
+           replace, keep_blanks, float_kind, help, version, postgres, append, shard, lines, bdw };
     static const option longs[] = {
         {"sqlite", required_argument, nullptr, sqlite},       {"csv", required_argument, nullptr, csv},
         {"table", required_argument, nullptr, table},         {"data", required_argument, nullptr, data},
@@ -71,7 +72,7 @@ int parse_options(int argc, char **argv, Options &o)
         {"float", required_argument, nullptr, float_kind},    {"help", no_argument, nullptr, help},
         {"version", no_argument, nullptr, version},           {"postgres", required_argument, nullptr, postgres},
         {"append", no_argument, nullptr, append},             {"shard", required_argument, nullptr, shard},
-        {"lines", no_argument, nullptr, lines},
+        {"lines", no_argument, nullptr, lines},               {"bdw", optional_argument, nullptr, bdw},
         {nullptr, 0, nullptr, 0},
     };
     auto bad = [](const std::string &what) {
@@ -121,6 +122,12 @@ int parse_options(int argc, char **argv, Options &o)
             o.rdw = true;
             o.framing.little = arg == "little";
             break;
+        case bdw:
+            if (optarg && arg != "little" && arg != "big")
+                return bad("--bdw takes =little or =big, not \"" + arg + "\"");
+            o.rdw = o.framing.blocks = true;
+            o.framing.block_little = arg == "little";
+            break;
         case rdw_length:
             if (arg != "data" && arg != "record")
                 return bad("--rdw-length is data or record, not \"" + arg + "\"");
@@ -169,7 +176,7 @@ int parse_options(int argc, char **argv, Options &o)
         return bad("--replace with --shard would drop the rows of the other shards: make the tables with "
                    "--replace --count 0 first, then load the shards with --append");
     if (o.framing.lines && (o.rdw || o.framing.data_length))
-        return bad("--lines and --rdw: give one");
+        return bad("--lines and --rdw or --bdw: give one");
     if (!o.data.empty() && o.tables.size() != 1)
         return bad("--data goes with exactly one --table");
     if (o.csv == "-" && o.tables.size() != 1)

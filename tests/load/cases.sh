@@ -75,6 +75,10 @@ printf '\026\000\000\000'"$good1"'\026\000\000\000'"$good2" >ACCT-REC
 expect 2 "record 1 at byte 0: its 5628 bytes pass the end of the file by 5588; the file fits --rdw=little exactly (2 records)" -- \
     "$load" --rdw --sqlite c.db acct.csv
 expect 0 "2 rows written" -- "$load" --rdw=little --sqlite c.db acct.csv
+printf '\000\060\000\000\000\026\000\000'"$good1"'\000\026\000\000'"$good2" >ACCT-REC
+expect 2 "the file fits --bdw --rdw (2 records)" -- "$load" --rdw --csv - --table ACCT_REC acct.csv
+expect 0 "2 rows written" -- "$load" --bdw --csv - --table ACCT_REC acct.csv
+same "1,ALICE,123.45,12.4|2,BOB,-1.00,0.0|" "$(sed 1d out | tr '\r\n' ' |' | tr -d ' ')" "--bdw"
 printf '\000\022\000\000'"$good1"'\000\006\000\000'"0005ED" >ACCT-REC
 expect 0 "2 rows written" -- "$load" --rdw --rdw-length data --csv - --table ACCT_REC acct.csv
 same "1,ALICE,123.45,12.4|5,,,|" "$(sed 1d out | tr '\r\n' ' |' | tr -d ' ')" "a short record gives NULL behind its end"

@@ -285,6 +285,13 @@ std::string rdw(const std::string &data, bool little, bool data_length)
     return std::string(d, 4) + data;
 }
 
+std::string bdw(const std::string &records)
+{
+    size_t n = records.size() + 4;
+    char d[4] = {static_cast<char>(n >> 8), static_cast<char>(n & 0xFF), 0, 0};
+    return std::string(d, 4) + records;
+}
+
 std::string read_all(int fd, const Framing &f, const RecordRange &r)
 {
     RecordReader reader;
@@ -332,6 +339,23 @@ TEST(Frames, WholeFileCheck)
     EXPECT_NE(c.error.find("record 2 at byte 7: its 4 bytes pass the end of the file by 2"), std::string::npos)
         << c.error;
     close(fd);
+
+    // Blocks: read as records, their descriptors would make every block one record.
+    Framing blocks = big;
+    blocks.blocks = true;
+    fd = memfile(bdw(rdw("AB", false, false) + rdw("C", false, false)) + bdw(rdw("DEF", false, false)));
+    EXPECT_EQ(check_framing(fd, blocks).records, 3u);
+    EXPECT_EQ(check_framing(fd, big).error, "every record holds a chain of descriptors: the file fits --bdw --rdw (3 records)");
+    close(fd);
+    fd = memfile(bdw(rdw("AB", false, false) + rdw("C", false, false)).substr(0, 10) + rdw("CDE", false, false));
+    c = check_framing(fd, blocks);
+    EXPECT_EQ(c.error.substr(0, 63), "record 2 at byte 10: its 3 bytes pass the end of its block by 2");
+    close(fd);
+    fd = memfile(std::string("\x80\0\0\x0B", 4) + rdw("ABC", false, false));  // the extended form
+    EXPECT_TRUE(check_framing(fd, blocks).ok);
+    c = check_framing(fd, big);
+    EXPECT_EQ(c.error, "record 1 at byte 0: 80 00 00 0B is not a descriptor; the file fits --bdw --rdw exactly (1 records)");
+    close(fd);
 }
 
 TEST(Frames, RangesOfWholeRecords)
@@ -354,6 +378,12 @@ TEST(Frames, RangesOfWholeRecords)
     EXPECT_EQ(read_all(dup(fd), big, RecordRange{}), "1:A 2:BBB 3: 4:DD ");
     EXPECT_EQ(read_all(dup(fd), big, RecordRange{1, 13, 0, UINT64_MAX}), "2:BBB 3: ");
     EXPECT_EQ(read_all(dup(fd), big, RecordRange{0, UINT64_MAX, 2, 1}), "3: ");
+    close(fd);
+
+    big.blocks = true;  // record 3 starts at byte 17, behind the second block's descriptor
+    fd = memfile(bdw(rdw("A", false, false) + rdw("BBB", false, false)) + bdw("") + bdw(rdw("", false, false)));
+    EXPECT_EQ(read_all(dup(fd), big, RecordRange{}), "1:A 2:BBB 3: ");
+    EXPECT_EQ(read_all(dup(fd), big, RecordRange{5, 25, 0, UINT64_MAX}), "2:BBB 3: ");
     close(fd);
 
     Framing lines;  // padded to 3 bytes; a CR before the LF is the line end's
