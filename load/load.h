@@ -124,7 +124,8 @@ void count_bad(TableAccount &t, size_t column, uint64_t record, Bad why);
 
 // Writes per table and column the bad values and the first record numbers,
 // then the summary, to out.
-void print_report(std::FILE *out, const std::vector<TableAccount> &accounts, const std::vector<Table> &tables);
+void print_report(std::FILE *out, const std::vector<TableAccount> &accounts, const std::vector<Table> &tables,
+                  bool dry_run);
 
 // --when TABLE FIELD=VALUE[,VALUE...]: the records whose FIELD holds one of
 // the values go to TABLE.
@@ -150,6 +151,7 @@ struct Options {
     bool to_postgres = false, append = false;
     Shard shard;                         // --shard K/N
     bool sharded = false;
+    bool dry_run = false;                // --dry-run: decode and report, write nothing
 };
 
 // Loads the tables of the dictionary as the options say; the exit status.

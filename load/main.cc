@@ -40,6 +40,7 @@ void usage(std::FILE *to)
                  "  --append                 append to existing tables that have the dictionary's columns\n"
                  "  --shard K/N              the K-th of N ranges of whole records of each file\n"
                  "  --keep-blanks            keep the trailing blanks of texts\n"
+                 "  --dry-run                decode every record and report, write no table\n"
                  "  --help, --version\n",
                  program);
 }
@@ -60,7 +61,7 @@ bool parse_count(const char *s, uint64_t &to)
 int parse_options(int argc, char **argv, Options &o)
 {
     enum { sqlite = 256, csv, table, data, encoding, byte_order, rdw, rdw_length, skip, count, when, rejects,
-           replace, keep_blanks, float_kind, help, version, postgres, append, shard, lines, bdw };
+           replace, keep_blanks, float_kind, help, version, postgres, append, shard, lines, bdw, dry_run };
     static const option longs[] = {
         {"sqlite", required_argument, nullptr, sqlite},       {"csv", required_argument, nullptr, csv},
         {"table", required_argument, nullptr, table},         {"data", required_argument, nullptr, data},
@@ -73,6 +74,7 @@ int parse_options(int argc, char **argv, Options &o)
         {"version", no_argument, nullptr, version},           {"postgres", required_argument, nullptr, postgres},
         {"append", no_argument, nullptr, append},             {"shard", required_argument, nullptr, shard},
         {"lines", no_argument, nullptr, lines},               {"bdw", optional_argument, nullptr, bdw},
+        {"dry-run", no_argument, nullptr, dry_run},
         {nullptr, 0, nullptr, 0},
     };
     auto bad = [](const std::string &what) {
@@ -95,6 +97,7 @@ int parse_options(int argc, char **argv, Options &o)
         case postgres: o.postgres = arg; o.to_postgres = true; break;
         case append: o.append = true; break;
         case lines: o.framing.lines = true; break;
+        case dry_run: o.dry_run = true; break;
         case shard: {
             std::string error;
             if (!parse_shard(arg.c_str(), o.shard, error))
@@ -166,8 +169,8 @@ int parse_options(int argc, char **argv, Options &o)
     }
     if (optind + 1 != argc)
         return bad(optind == argc ? "no dictionary given" : "one dictionary only");
-    if (!o.sqlite.empty() + !o.csv.empty() + o.to_postgres > 1)
-        return bad("--sqlite, --csv and --postgres: give one target");
+    if (!o.sqlite.empty() + !o.csv.empty() + o.to_postgres + o.dry_run > 1)
+        return bad("--sqlite, --csv, --postgres and --dry-run: give one target");
     if (o.append && !o.to_postgres)
         return bad("--append goes with --postgres");
     if (o.append && o.replace)

@@ -274,6 +274,23 @@ struct Runner {
 
 }  // namespace
 
+namespace {
+
+class NullTarget : public Target {
+ public:
+    bool begin_table(const TableSpec &) override { return true; }
+    bool row(const Value *) override { return true; }
+    bool commit() override { return true; }
+    void abort() override {}
+};
+
+}  // namespace
+
+std::unique_ptr<Target> open_null_target()
+{
+    return std::make_unique<NullTarget>();
+}
+
 // Resolves tables and selectors, opens the target and the reject file, loads table by table.
 int run_load(Options &o, const char *dict_path, const Dictionary &dict)
 {
@@ -322,7 +339,9 @@ int run_load(Options &o, const char *dict_path, const Dictionary &dict)
     }
     std::string error;
     std::unique_ptr<Target> target;
-    if (!o.csv.empty()) {
+    if (o.dry_run) {
+        target = open_null_target();
+    } else if (!o.csv.empty()) {
         std::string suffix;
         if (o.sharded)
             suffix = "." + std::to_string(o.shard.k) + "-of-" + std::to_string(o.shard.n);
@@ -385,6 +404,6 @@ int run_load(Options &o, const char *dict_path, const Dictionary &dict)
         std::fprintf(stderr, "%s: %s: %s\n", program, o.rejects.c_str(), std::strerror(errno));
         r.raise(3);
     }
-    print_report(stderr, r.accounts, dict.tables);
+    print_report(stderr, r.accounts, dict.tables, o.dry_run);
     return r.status;
 }

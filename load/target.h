@@ -67,3 +67,5 @@ class Target {
 std::unique_ptr<Target> open_csv_target(const std::string &dir, bool replace, std::string &error,
                                         const std::string &suffix = "");
 std::unique_ptr<Target> open_sqlite_target(const std::string &file, bool replace, std::string &error);
+// Takes every row and keeps none: a load that only decodes and reports (--dry-run).
+std::unique_ptr<Target> open_null_target();

@@ -57,6 +57,8 @@ expect 1 "ACCT_REC.ACCT_BAL (dictionary line 10): 1 bad value, loaded as NULL (f
     "$load" --sqlite b.db --rejects rej acct.csv
 same "3|CAROL||12.4" "$(sqlite3 b.db 'select * from ACCT_REC where ACCT_ID = 3')" "a bad nibble is NULL"
 same "$(printf '0003CAROL \000\032\064\134012D' | od -c)" "$(od -c rej)" "the reject file"
+expect 1 "3 rows decoded (--dry-run: none written), 1 with bad values" -- "$load" --dry-run acct.csv
+grep -q "ACCT_BAL.*NULL in a load" err && [ ! -e DB.db ] || { echo "FAIL: --dry-run"; failed=1; }
 printf "$good1"'00 3CAROL \000\022\064\134012D' >ACCT-REC
 expect 1 "ACCT_ID.*blanks where digits belong), record 2" -- "$load" --csv - --table ACCT_REC acct.csv
 printf "$good1"'\000\000\000\000CAROL \377\377\377\377012D' >ACCT-REC
