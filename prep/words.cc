@@ -2,6 +2,7 @@
 // listing-control statements taken out, and clause forms and USAGE words the
 // converter's grammar does not take written in a form it does, with the same
 // size and kind of storage. Called by main after COPY and REPLACE.
+#include <algorithm>
 #include <cctype>
 #include <cstring>
 #include <string>
@@ -386,6 +387,93 @@ void rewrite_fd(Stream &s, const std::vector<std::size_t> &t, const Options &opt
 }  // namespace
 
 // Equal words, case aside.
+// Where a header starts at token k of T: -1 for the sections that may hold
+// records of files (FILE, WORKING-STORAGE and LINKAGE SECTION), 1 for every
+// other division, section or END PROGRAM, 0 for no header.
+int header_kind(const Stream &s, const std::vector<std::size_t> &t, std::size_t k)
+{
+    if (k + 1 >= t.size() || s[t[k]].literal || s[t[k + 1]].literal)
+        return 0;
+    const std::string &w = s[t[k]].text, &next = s[t[k + 1]].text;
+    if (next == "SECTION")
+        return w == "FILE" || w == "WORKING-STORAGE" || w == "LINKAGE" ? -1
+               : w == "LOCAL-STORAGE" || w == "REPORT" || w == "SCREEN" || w == "COMMUNICATION" ? 1
+                                                                                                : 0;
+    bool division = next == "DIVISION";
+    return (division && (w == "IDENTIFICATION" || w == "ID" || w == "ENVIRONMENT" || w == "DATA" || w == "PROCEDURE")) ||
+                   (w == "END" && next == "PROGRAM")
+               ? 1
+               : 0;
+}
+
+// Text of the tokens [from, to) at their columns, as main writes them, from
+// column 8 on (with one blank in front when they start further left).
+std::string columns_text(const Stream &s, std::size_t from, std::size_t to)
+{
+    std::string out;
+    for (std::size_t i = from; i < to; ++i) {
+        const Elem &e = s[i];
+        if (e.text.empty())
+            continue;
+        std::size_t col = static_cast<std::size_t>(e.col > 0 ? e.col - 1 : out.empty() ? 7 : 0);
+        if (out.empty())
+            out.assign(col, ' ');
+        else if (!e.glued || e.detached)
+            out.append(col > out.size() ? col - out.size() : 1, ' ');
+        out += e.text;
+    }
+    std::size_t start = out.find_first_not_of(' ');
+    return start >= 7 ? out.substr(7) : " " + out.substr(start);
+}
+
+// The parts of a program that hold no record of a file become comments, so
+// that the converter reads none of them as records of the file before: it
+// takes only WORKING-STORAGE and LINKAGE as the end of the file section, and
+// reads what follows them (or a SELECT) as text to pass over.
+void comment_out_non_records(Stream &s, std::vector<std::size_t> &t, const Options &options)
+{
+    std::vector<bool> out(t.size(), false);
+    bool on = false;
+    for (std::size_t k = 0; k < t.size(); ++k) {
+        int kind = header_kind(s, t, k);
+        if (kind != 0 && on != (kind > 0)) {
+            on = kind > 0;
+            if (on)
+                note(options, s[t[k]].file, s[t[k]].lineno,
+                     s[t[k]].text + " " + s[t[k + 1]].text +
+                         " up to the next FILE, WORKING-STORAGE or LINKAGE SECTION kept as comments: no record of a "
+                         "file stands there");
+        }
+        out[k] = on;
+    }
+    // Line by line: a line wholly out becomes a comment line; its tail out, a comment behind it.
+    for (std::size_t k = 0; k < t.size();) {
+        std::size_t mark = t[k];
+        while (!s[mark].line)
+            --mark;
+        std::size_t end = k;
+        while (end < t.size() && (end == k || !s[t[end] - 1].line))
+            ++end;  // the tokens of this line: [k, end)
+        std::size_t first = k;
+        while (first < end && !out[first])
+            ++first;
+        bool tail = first < end && out[end - 1];
+        if (tail) {
+            std::string text = columns_text(s, t[first], t[end - 1] + 1);
+            if (first != k)  // behind the tokens kept: one blank, then the text
+                text = " " + text.substr(text.find_first_not_of(' '));
+            Elem &m = s[mark];
+            m.comment = text + (m.comment.empty() ? "" : " *>" + m.comment);
+            m.comment_line = first == k;
+        }
+        for (std::size_t j = k; j < end; ++j)
+            if (out[j])
+                s[t[j]].text.clear();
+        k = end;
+    }
+    t.erase(std::remove_if(t.begin(), t.end(), [&](std::size_t i) { return s[i].text.empty(); }), t.end());
+}
+
 bool same_word(const std::string &a, const char *b)
 {
     std::size_t n = std::strlen(b);
@@ -413,6 +501,7 @@ void rewrite_words(Stream &s, const Options &options)
         }
         t.push_back(i);
     }
+    comment_out_non_records(s, t, options);
     // Listing-control statements, and a period of theirs that would stand alone.
     bool sentence_start = true;  // the last token kept is a period, or there is none
     for (std::size_t k = 0; k < t.size(); ++k) {
