@@ -296,7 +296,8 @@ bool read_dictionary(const char *text, size_t n, Dictionary &dict, std::string &
         }
     }
     if (!have_db) {
-        error = std::to_string(line_no) + ": no DB row: not a dictionary";
+        error = line_no == 0 ? std::string(" an empty file: not a dictionary")
+                             : std::to_string(line_no) + ": no DB row: not a dictionary";
         return false;
     }
     return true;

@@ -65,9 +65,13 @@ printf "$good1"'\000\000\000\000CAROL \377\377\377\377012D' >ACCT-REC
 expect 1 "ACCT_BAL.*high-values" -- "$load" --csv - --table ACCT_REC acct.csv
 grep -q "ACCT_ID.*low-values" err || { echo "FAIL: low-values not reported"; failed=1; }
 
-# A layout that reads garbage in most records says so before the load.
+# A layout that reads garbage in most records says so before the load; the
+# first 100 records count, and half of them bad is not most.
 printf 'XXXXALICE \000\022\064\134012D%.0s' 1 2 3 4 5 >ACCT-REC
 expect 1 "ACCT_REC.ACCT_ID is invalid in 5 of the first 5 records.*likely shifted" -- "$load" --csv - --table ACCT_REC acct.csv
+{ for i in $(seq 50); do printf "$good1"; done; for i in $(seq 51); do printf 'XXXXALICE \000\022\064\134012D'; done; } >ACCT-REC
+expect 1 "" -- "$load" --csv - --table ACCT_REC acct.csv
+! grep -q "likely shifted" err || { echo "FAIL: 50 bad of the first 100 records called most"; failed=1; }
 
 # Framing: a partial record, a descriptor chain in another convention.
 printf "$good1$good2"'0003' >ACCT-REC
@@ -94,6 +98,10 @@ printf "$good1" >data
 expect 2 "no table NOSUCH" -- "$load" --table NOSUCH --data data acct.csv
 expect 2 "not a regular file" -- "$load" --table ACCT_REC --data . acct.csv
 expect 2 "no dictionary given" -- "$load"
+printf x >one.csv
+expect 2 "one.csv:1: not a dictionary row" -- "$load" one.csv
+: >none.csv
+expect 2 "none.csv: an empty file: not a dictionary" -- "$load" none.csv
 expect 0 "" -- "$load" --version
 same "tarnmap-load $(sed -n 's/^project(tarnmap VERSION \([0-9.]*\).*/\1/p' "$src/CMakeLists.txt")" "$(cat out)" "--version"
 expect 2 "--byte-order is big or little" -- "$load" --byte-order middle acct.csv
