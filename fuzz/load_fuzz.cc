@@ -3,7 +3,8 @@
 //
 // An input is: one byte of options, then the dictionary up to the first form
 // feed (0x0C), then the data file. Bits of the options byte, from the lowest:
-// code page 037 (else ASCII), little-endian binaries, IBM hexadecimal
+// code page 037 (else ASCII; with the next but one, the mixed code page 930
+// of shift-out and shift-in), little-endian binaries, IBM hexadecimal
 // floating point, descriptors (in blocks on a VARIABLE file), little-endian
 // descriptors (lines of text without the bit before), descriptor lengths of
 // the data alone, keep trailing blanks, skip the first record. Every
@@ -47,11 +48,12 @@ bool exact_decimal(const char *s, size_t n, int scale, bool whole)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    static Decoder decoders[2];
+    static Decoder decoders[3];
     static bool ready = false;
     if (!ready) {
         std::string error;
-        if (!make_decoder("ascii", decoders[0], error) || !make_decoder("ebcdic", decoders[1], error))
+        if (!make_decoder("ascii", decoders[0], error) || !make_decoder("ebcdic", decoders[1], error) ||
+            !make_decoder("IBM930", decoders[2], error))
             std::abort();
         ready = true;
     }
@@ -66,7 +68,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     std::string error;
     if (!read_dictionary(text, n, dict, error))
         return 0;
-    Decoder d = decoders[options & 1];
+    Decoder d = decoders[(options & 1) ? (options & 4 ? 2 : 1) : 0];
     d.big_endian = !(options & 2);
     d.float_big_endian = d.big_endian;
     d.hex_float = options & 4;

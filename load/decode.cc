@@ -6,6 +6,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
+#include <vector>
 
 #include "load/load.h"
 
@@ -230,8 +231,29 @@ Bad decode_vmsdate(const Decoder &d, const Column &c, const unsigned char *p, ch
 }
 
 // Each byte through the code page table; the trailing blanks cut unless kept.
+// A text with double-byte characters between shift-out (X'0E') and shift-in
+// (X'0F'), through iconv, whose state starts single-byte in every field.
+Bad decode_shifted(const Decoder &d, const Column &c, const unsigned char *p, char *out, size_t &len)
+{
+    iconv_t cd = static_cast<iconv_t>(d.shifted);
+    char *in = reinterpret_cast<char *>(const_cast<unsigned char *>(p)), *o = out;
+    size_t inleft = c.size, outleft = value_capacity(c);
+    iconv(cd, nullptr, nullptr, nullptr, nullptr);
+    if (iconv(cd, &in, &inleft, &o, &outleft) == static_cast<size_t>(-1) ||
+        iconv(cd, nullptr, nullptr, &o, &outleft) == static_cast<size_t>(-1))
+        return Bad::no_character;
+    len = static_cast<size_t>(o - out);
+    if (std::memchr(out, '\0', len) != nullptr)
+        return Bad::no_character;
+    while (!d.keep_blanks && len > 0 && out[len - 1] == ' ')
+        len--;
+    return Bad::none;
+}
+
 Bad decode_string(const Decoder &d, const Column &c, const unsigned char *p, char *out, size_t &len)
 {
+    if (d.shifted != nullptr && std::memchr(p, 0x0E, c.size) != nullptr)
+        return decode_shifted(d, c, p, out, len);
     size_t k = 0, kept = 0;  // kept: the length up to the last non-blank
     for (size_t i = 0; i < c.size; i++) {
         unsigned char b = p[i];
@@ -357,7 +379,21 @@ bool make_decoder(const std::string &encoding, Decoder &d, std::string &error)
         if (d.utf8_len[b] == 1 && d.utf8[b][0] == '\0')
             d.utf8_len[b] = 0;  // deliberate: NUL is no text; such a value is reported
     }
-    iconv_close(cd);
+    // A mixed code page: shift-out and shift-in are no characters, and a
+    // double-byte blank between them converts. Its handle lives as long as
+    // the program, in a list that keeps it reachable.
+    d.shifted = nullptr;
+    char probe[] = "\x0E\x40\x40\x0F", out[16], *inp = probe, *outp = out;
+    size_t inleft = 4, outleft = sizeof out;
+    iconv(cd, nullptr, nullptr, nullptr, nullptr);
+    if (d.utf8_len[0x0E] == 0 && d.utf8_len[0x0F] == 0 &&
+        iconv(cd, &inp, &inleft, &outp, &outleft) != static_cast<size_t>(-1) && inleft == 0 && outp != out) {
+        static std::vector<iconv_t> kept;
+        kept.push_back(cd);
+        d.shifted = cd;
+    } else {
+        iconv_close(cd);
+    }
     auto byte_of = [&](char ch, uint8_t &to) {
         for (int b = 0; b < 256; b++)
             if (d.utf8_len[b] == 1 && d.utf8[b][0] == ch) {

@@ -76,10 +76,14 @@ struct Decoder {
     bool float_big_endian = true;  // DOUBLE items; GnuCOBOL writes them in the machine's order
     bool hex_float = false;    // DOUBLE as IBM hexadecimal floating point
     bool keep_blanks = false;  // keep the trailing blanks of strings
+    void *shifted = nullptr;   // a mixed code page's iconv handle (texts with shift-out
+                               // and shift-in around double-byte characters), else null
 };
 
 // Builds the decoder's table from iconv; false with error for an unknown
-// code page or one that is not a single-byte superset of the digits.
+// code page or one that is not a single-byte superset of the digits. A
+// mixed code page (IBM-930, IBM-939 ...) also keeps an iconv handle for the
+// texts that shift to double-byte characters.
 bool make_decoder(const std::string &encoding, Decoder &d, std::string &error);
 
 // Why a value is not valid for its type.

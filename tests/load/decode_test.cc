@@ -144,6 +144,11 @@ const Case cases[] = {
     {"IBM273", "LEADING-SIGN-NUMERIC", 0, B("\x4E\xF1\xF2"), "12"},
     {"IBM273", "ZONED", 0, B("\x00\xF0"), nullptr, Bad::non_digit},
     {"IBM-1140", "STRING", 0, B("\x9F\xC1"), "\xE2\x82\xAC" "A"},  // the euro sign
+    // Code page 930: double-byte characters between shift-out and shift-in.
+    {"IBM-930", "STRING", 0, B("\xC1\x0E\x45\x41\x0F\xC3\x40"), "A\xE4\xB8\x80" "C"},
+    {"IBM-930", "STRING", 0, B("\x0E\x40\x40\x0F\x40"), "\xE3\x80\x80"},  // a double-byte blank stays
+    {"IBM-930", "STRING", 0, B("\xC1\x0E\x45"), nullptr, Bad::no_character},  // cut inside a character
+    {"IBM-930", "TRAILING-OVERPUNCHED-NUMERIC", 0, B("\xF1\xD2"), "-12"},
 };
 
 TEST(Decode, KnownAnswers)
