@@ -73,11 +73,20 @@ struct Record {
     std::int32_t length;         // the compiler's record length, level 77 items aside; -1 unknown
 };
 
+// A header that ends the records of a file to a compiler but that the
+// converter reads through (LOCAL-STORAGE, REPORT, SCREEN or COMMUNICATION
+// SECTION, PROCEDURE DIVISION): the records behind it join the file before.
+struct SectionHeader {
+    int line;
+    std::string text;            // "LOCAL-STORAGE SECTION"
+};
+
 // Every record of the model, laid out by the compiler's rules and compared;
 // `hpux` as the converter's -h; `stopped` when the converter stopped reading
 // before the end of the source; `dropped` the lines of its syntax errors,
-// each of which drops an entry.
-std::vector<Record> check_records(bool hpux, bool stopped, const std::vector<int> &dropped, Compiler compiler);
+// each of which drops an entry; `headers` those read through.
+std::vector<Record> check_records(bool hpux, bool stopped, const std::vector<int> &dropped,
+                                  const std::vector<SectionHeader> &headers, Compiler compiler);
 
 // The storage type a compiler gives an elementary item laid out at its
 // compiler size (item.size); the dictionary's own where they agree, and none
@@ -94,5 +103,7 @@ int apply_compiler_layout(std::vector<Record> &records, Compiler compiler, const
 // Lines of the converter's syntax errors that drop an entry with storage,
 // in the order met; the parse must run with yyerror and yylex wrapped.
 const std::vector<int> &dropped_lines();
-// Forgets them, for a harness that parses again in the same process.
+// The headers the converter read through, in the order met (the same wrap).
+const std::vector<SectionHeader> &section_headers();
+// Forgets both, for a harness that parses again in the same process.
 void forget_dropped_lines();

@@ -87,6 +87,7 @@ struct RecordWork {
     int unfinished = -1;                       // the entry the converter stopped in, read only in part
     int dropped = -1;                          // the first item behind an entry the converter dropped
     int dropped_line = 0;                      // the line of that entry
+    std::string foreign{};                     // why the record is no record of its file, or ""
 
     std::vector<CheckItem> &items() { return record.items; }
 
@@ -364,7 +365,9 @@ struct RecordWork {
         const CheckItem &item = items()[i];
         const ItemNotes &notes = *item.notes;
         int about = i;
-        if (dropped == i) {
+        if (i == 0 && !foreign.empty()) {
+            own[i] = depart(i, foreign);
+        } else if (dropped == i) {
             own[i] = depart(i, "the converter drops the entry at line " + std::to_string(dropped_line) +
                                    " (a syntax error), which a compiler stores, so the layout from " + line_of(item) +
                                    " on is unknown");
@@ -479,10 +482,21 @@ struct RecordWork {
 
 }  // namespace
 
-std::vector<Record> check_records(bool hpux, bool stopped, const std::vector<int> &dropped, Compiler compiler)
+// The line of a record's first item with notes, or 0.
+int first_line(const TableDef *table)
+{
+    for (const ColumnDef *column = table->columns; column != nullptr; column = column->next)
+        if (column->field != nullptr && notes_of(column->field) != nullptr)
+            return notes_of(column->field)->line;
+    return 0;
+}
+
+std::vector<Record> check_records(bool hpux, bool stopped, const std::vector<int> &dropped,
+                                  const std::vector<SectionHeader> &headers, Compiler compiler)
 {
     std::vector<Record> records;
     for (const FileDef *file = state.files; file != nullptr; file = file->next) {
+        int file_start = file->tables != nullptr ? first_line(file->tables) : 0;
         for (const TableDef *table = file->tables; table != nullptr; table = table->next) {
             Record record{file, table, {}, {}, -1};
             for (const ColumnDef *column = table->columns; column != nullptr; column = column->next) {
@@ -494,6 +508,18 @@ std::vector<Record> check_records(bool hpux, bool stopped, const std::vector<int
             }
             RecordWork work{record, hpux, compiler};
             work.build();
+            // A header between the file's first record and this one ends the file to a compiler.
+            int start = first_line(table);
+            for (const SectionHeader &h : headers)
+                if (file_start < h.line && h.line < start && !record.items.empty())
+                    work.foreign = h.text + " (line " + std::to_string(h.line) + ") ends the records of file " +
+                                   file->name.c_str() + " to a compiler; the converter reads " +
+                                   line_of(record.items[0]) + " and the entries behind it as a record of that file";
+            if (!work.foreign.empty()) {
+                for (CheckItem &item : record.items)
+                    item.offset = item.size = -1;
+                record.length = -1;
+            }
             for (int line : dropped)
                 work.drop_behind(line);
             // Clauses of the entry in which the converter stopped went unread.

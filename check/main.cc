@@ -281,7 +281,8 @@ int run(int argc, char **argv)
         return 2;
     }
 
-    std::vector<Record> records = check_records(state.hpux != 0, early != 0, dropped_lines(), options.compiler);
+    std::vector<Record> records = check_records(state.hpux != 0, early != 0, dropped_lines(), section_headers(),
+                                                options.compiler);
     if (early != 0)
         std::fprintf(stderr, "%s: %s: the converter stops reading at line %d; what follows is in neither layout\n",
                      program, path, early);

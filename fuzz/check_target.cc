@@ -119,7 +119,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
         close_final_levels();
     });
     if (parsed) {
-        std::vector<Record> records = check_records(state.hpux != 0, early, dropped_lines(), compiler);
+        std::vector<Record> records = check_records(state.hpux != 0, early, dropped_lines(), section_headers(), compiler);
         apply_compiler_layout(records, compiler, "src.cbl");
         std::FILE *out = std::fopen("/dev/null", "w");
         if (out == nullptr)
