@@ -388,8 +388,8 @@ bool make_decoder(const std::string &encoding, Decoder &d, std::string &error)
     iconv(cd, nullptr, nullptr, nullptr, nullptr);
     if (d.utf8_len[0x0E] == 0 && d.utf8_len[0x0F] == 0 &&
         iconv(cd, &inp, &inleft, &outp, &outleft) != static_cast<size_t>(-1) && inleft == 0 && outp != out) {
-        static std::vector<iconv_t> kept;
-        kept.push_back(cd);
+        static auto *kept = new std::vector<iconv_t>();  // never destroyed: the handles outlive every decoder
+        kept->push_back(cd);
         d.shifted = cd;
     } else {
         iconv_close(cd);
