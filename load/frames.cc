@@ -128,8 +128,10 @@ std::string walk_lines(Window &w, const Framing &f, uint64_t &records)
         if (n <= 0)
             return "cannot read byte " + std::to_string(at);
         const unsigned char *end = w.buf + n;
-        for (const unsigned char *p = w.buf; (p = static_cast<const unsigned char *>(std::memchr(p, '\n', end - p)));
-             ++p) {
+        for (const unsigned char *p = w.buf;; ++p) {
+            p = static_cast<const unsigned char *>(std::memchr(p, '\n', static_cast<size_t>(end - p)));
+            if (p == nullptr)
+                break;
             uint64_t nl = at + static_cast<uint64_t>(p - w.buf);
             uint64_t length = nl - start - (nl > start && (p > w.buf ? p[-1] : before) == '\r');
             if (length > f.record_length)
