@@ -33,11 +33,13 @@ long descriptor_length(const Framing &f, const unsigned char *d)
 // or -1 when d is not one under f.
 long block_length(const Framing &f, const unsigned char *d)
 {
+    long n;
     if (!f.block_little && (d[0] & 0x80))  // the extended form, for blocks past 32,767 bytes
-        return static_cast<long>(d[0] & 0x7F) << 24 | d[1] << 16 | d[2] << 8 | d[3];
-    if (d[2] != 0 || d[3] != 0)
+        n = static_cast<long>(d[0] & 0x7F) << 24 | d[1] << 16 | d[2] << 8 | d[3];
+    else if (d[2] != 0 || d[3] != 0)
         return -1;
-    long n = f.block_little ? d[0] | d[1] << 8 : d[0] << 8 | d[1];
+    else
+        n = f.block_little ? d[0] | d[1] << 8 : d[0] << 8 | d[1];
     return n >= 4 ? n : -1;
 }
 
@@ -82,9 +84,9 @@ std::string walk(Window &w, const Framing &f, uint64_t &records)
         const unsigned char *d = w.at(pos);
         if (pos == end) {
             std::string where = "block " + std::to_string(blocks + 1) + " at byte " + std::to_string(pos);
-            long n = d ? block_length(f, d) : 0;
             if (!d)
                 return where + ": the file ends inside its descriptor (" + std::to_string(w.size - pos) + " bytes left)";
+            long n = block_length(f, d);
             if (n < 0)
                 return where + ": " + hex4(d) + " is not a block descriptor";
             if (pos + static_cast<uint64_t>(n) > w.size)
@@ -202,7 +204,7 @@ std::string framing_name(const Framing &f)
            (f.little ? "--rdw=little" : "--rdw") + (f.data_length ? " --rdw-length data" : "");
 }
 
-// The size or the whole chain, then every other descriptor convention when it fails.
+// The size, the whole chain or every line; when that fails, the other framings that fit.
 FrameCheck check_framing(int fd, const Framing &f)
 {
     FrameCheck c;

@@ -359,6 +359,9 @@ TEST(Frames, WholeFileCheck)
     fd = memfile(bdw(rdw("AB", false, false)) + std::string("\0\x03\0\0", 4));
     EXPECT_EQ(check_framing(fd, blocks).error.substr(0, 57), "block 2 at byte 10: 00 03 00 00 is not a block descriptor");
     close(fd);
+    fd = memfile(std::string("\x80\0\0\x03", 4) + rdw("ABC", false, false));  // shorter than its descriptor
+    EXPECT_EQ(check_framing(fd, blocks).error.substr(0, 45), "block 1 at byte 0: 80 00 00 03 is not a block");
+    close(fd);
     fd = memfile(std::string("\x80\0\0\x0B", 4) + rdw("ABC", false, false));  // the extended form
     EXPECT_TRUE(check_framing(fd, blocks).ok);
     c = check_framing(fd, big);
