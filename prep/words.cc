@@ -435,6 +435,19 @@ void comment_out_non_records(Stream &s, std::vector<std::size_t> &t, const Optio
     std::vector<bool> out(t.size(), false);
     bool on = false;
     for (std::size_t k = 0; k < t.size(); ++k) {
+        // EXEC SQL ... END-EXEC (a DCLGEN member's table declaration, an
+        // INCLUDE of a precompiler) holds no record either.
+        if (!s[t[k]].literal && s[t[k]].text == "EXEC" && k + 1 < t.size()) {
+            std::size_t from = k;
+            while (k < t.size() && (s[t[k]].literal || s[t[k]].text != "END-EXEC"))
+                out[k++] = true;
+            if (k + 1 < t.size() && s[t[k + 1]].text == ".")
+                out[k++] = true;
+            if (k < t.size())
+                out[k] = true;
+            note(options, s[t[from]].file, s[t[from]].lineno, "EXEC " + s[t[from + 1]].text + " ... END-EXEC kept as comments");
+            continue;
+        }
         int kind = header_kind(s, t, k);
         if (kind != 0 && on != (kind > 0)) {
             on = kind > 0;
