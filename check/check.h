@@ -71,6 +71,7 @@ struct Record {
     std::vector<CheckItem> items;
     std::vector<Departure> departures;
     std::int32_t length;         // the compiler's record length, level 77 items aside; -1 unknown
+    bool foreign = false;        // no record of its file to a compiler: read through a section header
 };
 
 // A header that ends the records of a file to a compiler but that the
@@ -95,9 +96,10 @@ TypeName compiler_storage_type(const CheckItem &item, Compiler compiler);
 
 // Puts every item of `records` where the compiler stores it, in the model the
 // converter's writer reads: offset, size, occurrences, storage type and the
-// FILE row's record length. Items whose place a compiler leaves unknown keep
-// the dictionary's and are named on standard error, as `path`:LINE; returns
-// how many.
+// FILE row's record length. A record that is none of its file's to a
+// compiler is taken out, with a line on standard error. Items whose place a
+// compiler leaves unknown keep the dictionary's and are named on standard
+// error, as `path`:LINE; returns how many.
 int apply_compiler_layout(std::vector<Record> &records, Compiler compiler, const char *path);
 
 // Lines of the converter's syntax errors that drop an entry with storage,

@@ -247,17 +247,39 @@ TypeName compiler_storage_type(const CheckItem &item, Compiler compiler)
     return type;
 }
 
+// Takes a record that is none of its file's out of the model: no TABLE,
+// COLUMN or FIELD rows.
+void leave_out(const Record &record, const char *path)
+{
+    std::fprintf(stderr, "%s: %s:%d: record %s left out: %s\n", "tarnmap-check", path,
+                 static_cast<int>(record.items[0].notes->line), record.table->name.c_str(),
+                 record.departures.empty() ? "" : record.departures[0].reason.c_str());
+    for (ColumnDef *column = record.table->columns; column != nullptr; column = column->next)
+        if (column->field != nullptr)
+            column->field->type_name = TypeName::none;
+    for (FileDef *file = state.files; file != nullptr; file = file->next)
+        for (TableDef **at = &file->tables; *at != nullptr; at = &(*at)->next)
+            if (*at == record.table) {
+                *at = (*at)->next;
+                return;
+            }
+}
+
 int apply_compiler_layout(std::vector<Record> &records, Compiler compiler, const char *path)
 {
     int kept = 0;
-    for (const Record &record : records)
-        kept += apply_record(record, compiler, path);
+    for (const Record &record : records) {
+        if (record.foreign)
+            leave_out(record, path);
+        else
+            kept += apply_record(record, compiler, path);
+    }
     // A file's record length: its longest record, when all are known.
     for (FileDef *file = state.files; file != nullptr; file = file->next) {
         std::int32_t longest = 0;
         bool known = true;
         for (const Record &record : records) {
-            if (record.file != file)
+            if (record.file != file || record.foreign)
                 continue;
             known = known && record.length >= 0;
             longest = record.length > longest ? record.length : longest;

@@ -519,6 +519,7 @@ std::vector<Record> check_records(bool hpux, bool stopped, const std::vector<int
                 for (CheckItem &item : record.items)
                     item.offset = item.size = -1;
                 record.length = -1;
+                record.foreign = true;
             }
             for (int line : dropped)
                 work.drop_behind(line);

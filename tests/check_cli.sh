@@ -143,6 +143,12 @@ EOT
 [ $? = 1 ] && grep -q '"FIELD","R","B","STRING",1,1,1' "$tmp/drop.csv" || { failed=$((failed + 1)); echo "check_cli: dropped entry"; }
 says "-:4: B keeps the dictionary's place (1+1): the converter drops the entry at line 3"
 says "file R keeps the dictionary's record length (2)"
+# A record read through a LOCAL-STORAGE SECTION is none of the file's: left out.
+printf '       FD F.\n       01 R.\n       05 A PIC X.\n       LOCAL-STORAGE SECTION.\n       01 M.\n       05 M1 PIC X(3).\n' >"$tmp/ls.cpy"
+expect 0 - --dictionary -o "$tmp/ls.csv" "$tmp/ls.cpy" <"$tmp/answers"
+says "ls.cpy:6: record M left out: LOCAL-STORAGE SECTION (line 4) ends the records of file F"
+grep -q '^"FILE","F","INDEXED","FIXED",1$' "$tmp/ls.csv" && ! grep -q '"M' "$tmp/ls.csv" ||
+    { failed=$((failed + 1)); echo "check_cli: a record behind LOCAL-STORAGE"; cat "$tmp/ls.csv"; }
 # Behind an OCCURS DEPENDING table an item moves with the count to IBM, and
 # keeps the dictionary's row; GnuCOBOL places it behind the maximum.
 printf '       01 R.\n       05 N PIC 9.\n       05 T OCCURS 1 TO 3 DEPENDING ON N PIC X(2).\n       05 Z PIC X.\n' >"$tmp/odo.cpy"
