@@ -143,6 +143,11 @@ EOT
 [ $? = 1 ] && grep -q '"FIELD","R","B","STRING",1,1,1' "$tmp/drop.csv" || { failed=$((failed + 1)); echo "check_cli: dropped entry"; }
 says "-:4: B keeps the dictionary's place (1+1): the converter drops the entry at line 3"
 says "file R keeps the dictionary's record length (2)"
+# A signed COMP-X of 3 bytes is INT3, an INTEGER column (the converter's table).
+printf '       01 R.\n       05 A PIC S9(5) COMP-X.\n' >"$tmp/cx.cpy"
+expect 0 - --dictionary -t -o "$tmp/cx.csv" "$tmp/cx.cpy" <"$tmp/answers"
+grep -q '^"COLUMN","D","R","A","A","INTEGER",4,1,1,""$' "$tmp/cx.csv" ||
+    { failed=$((failed + 1)); echo "check_cli: INT3's column"; cat "$tmp/cx.csv"; }
 # A record read through a LOCAL-STORAGE SECTION is none of the file's: left out.
 printf '       FD F.\n       01 R.\n       05 A PIC X.\n       LOCAL-STORAGE SECTION.\n       01 M.\n       05 M1 PIC X(3).\n' >"$tmp/ls.cpy"
 expect 0 - --dictionary -o "$tmp/ls.csv" "$tmp/ls.cpy" <"$tmp/answers"
