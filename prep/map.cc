@@ -19,21 +19,10 @@ std::string rtrim(std::string s)
     return s;
 }
 
-// One line: tokens at their columns (made-up ones at column 8), then the comment.
+// One line: tokens at their columns, then the comment.
 std::string render_line(const Elem &mark, const Elem *first, const Elem *end, bool free, bool &fits)
 {
-    std::string out;
-    for (const Elem *e = first; e != end; ++e) {
-        if (e->text.empty())
-            continue;
-        if (out.empty()) {
-            out.assign(static_cast<std::size_t>(e->col > 0 ? e->col - 1 : 7), ' ');
-        } else if (!e->glued || e->detached) {
-            std::size_t col = static_cast<std::size_t>(e->col > 0 ? e->col - 1 : 0);
-            out.append(col > out.size() ? col - out.size() : 1, ' ');
-        }
-        out += e->text;
-    }
+    std::string out = tokens_at_columns(first, end);
     if (mark.comment_line) {
         out = std::string(6, ' ') + (!free ? "*" : mark.comment.compare(0, 1, ">") == 0 ? "*" : "*>") + mark.comment;
     } else if (!mark.comment.empty()) {
@@ -66,6 +55,25 @@ std::vector<std::string> render_as(const Stream &s, bool free, bool &fits, std::
 }
 
 }  // namespace
+
+// Tokens at their columns (made-up ones at column 8), a blank between those
+// the source had apart.
+std::string tokens_at_columns(const Elem *first, const Elem *end)
+{
+    std::string out;
+    for (const Elem *e = first; e != end; ++e) {
+        if (e->text.empty())
+            continue;
+        if (out.empty()) {
+            out.assign(static_cast<std::size_t>(e->col > 0 ? e->col - 1 : 7), ' ');
+        } else if (!e->glued || e->detached) {
+            std::size_t col = static_cast<std::size_t>(e->col > 0 ? e->col - 1 : 0);
+            out.append(col > out.size() ? col - out.size() : 1, ' ');
+        }
+        out += e->text;
+    }
+    return out;
+}
 
 // Fixed-format text when every line fits, free format otherwise.
 std::vector<std::string> render(const Stream &stream, std::vector<const Elem *> &origins)

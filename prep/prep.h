@@ -54,6 +54,7 @@ void rewrite_words(Stream &stream, const Options &options);
 bool same_word(const std::string &a, const char *b);
 
 // map.cc: the stream as text lines, and the map of where each came from.
+std::string tokens_at_columns(const Elem *first, const Elem *end);
 std::vector<std::string> render(const Stream &stream, std::vector<const Elem *> &origins);
 bool write_map(const char *path, const std::vector<const Elem *> &origins);
 

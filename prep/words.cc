@@ -410,18 +410,7 @@ int header_kind(const Stream &s, const std::vector<std::size_t> &t, std::size_t 
 // column 8 on (with one blank in front when they start further left).
 std::string columns_text(const Stream &s, std::size_t from, std::size_t to)
 {
-    std::string out;
-    for (std::size_t i = from; i < to; ++i) {
-        const Elem &e = s[i];
-        if (e.text.empty())
-            continue;
-        std::size_t col = static_cast<std::size_t>(e.col > 0 ? e.col - 1 : out.empty() ? 7 : 0);
-        if (out.empty())
-            out.assign(col, ' ');
-        else if (!e.glued || e.detached)
-            out.append(col > out.size() ? col - out.size() : 1, ' ');
-        out += e.text;
-    }
+    std::string out = tokens_at_columns(s.data() + from, s.data() + to);
     std::size_t start = out.find_first_not_of(' ');
     return start >= 7 ? out.substr(7) : " " + out.substr(start);
 }
